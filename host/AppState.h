@@ -1,0 +1,14 @@
+#ifndef HOST_APPSTATE_H
+#define HOST_APPSTATE_H
+
+#include <cstdint>
+
+/// The payload record of the host's application-state table. The row store can keep it; this plug-in never creates,
+/// reads or writes such a table and gives the field no meaning.
+struct AppState {
+    std::int32_t state;
+};
+
+static_assert(sizeof(AppState) == 4, "the stored image of an AppState is 4 bytes");
+
+#endif

@@ -1,0 +1,86 @@
+#ifndef HOST_FEATURE_H
+#define HOST_FEATURE_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <cutils/properties.h>
+
+#include "host/AsyncTriggerPayload.h"
+#include "host/Export.h"
+#include "host/FeatureData.h"
+#include "host/FeatureInfo.h"
+#include "host/FeatureState.h"
+
+/// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor.
+class HOST_EXPORT FeatureOwnedObject {
+public:
+    virtual ~FeatureOwnedObject() = default;
+};
+
+/// The host's base class of every feature. The host and its plug-ins are compiled apart against this declaration and
+/// work on the same objects, so the order of the virtual operations and of the members is a binary contract. The
+/// virtual table lives in the host library; the constructor, the destructor and the four-argument `getData` are inline
+/// and each plug-in carries its own copy.
+///
+/// The host calls the operations on threads of its choice, and not while the feature is constructed or destroyed.
+class HOST_EXPORT Feature {
+public:
+    /// Copies the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf"
+    /// into `tracePerf`. What the members' construction throws passes to the caller, who then has no feature.
+    explicit Feature(FeatureInfo description);
+
+    /// The host destroys a feature through a `Feature*`. `worker` must have been joined. The owned objects are the
+    /// derived destructor's to delete.
+    virtual ~Feature() = default;
+
+    Feature(const Feature&) = delete;
+    Feature& operator=(const Feature&) = delete;
+
+    /// Delivery of an asynchronous trigger.
+    virtual void runAsync(AsyncTriggerPayload payload);
+    virtual void runAsyncIdle(const std::atomic<bool>& stop);
+    virtual void runAsyncPeriodic(const std::atomic<bool>& stop);
+
+    /// A query about an application: the answer goes into `data.value`. Returns 0.
+    virtual int getData(std::string& appName, featureData& data, int selector);
+
+    /// The query with a second integer argument, which a feature need not support: `data.value` is -1. Returns 0.
+    virtual int getData(std::string& /*appName*/, featureData& data, int /*selector*/, int /*argument*/) {
+        data.value = -1;
+        return 0;
+    }
+
+    /// A report of values for an application. Returns 0.
+    virtual int setData(std::string& appName, std::vector<int> values);
+
+    std::string name;
+    FeatureOwnedObject* ownedObjectA = nullptr; ///< set by the host or null; owned
+    FeatureOwnedObject* ownedObjectB = nullptr; ///< set by the host or null; owned
+    std::int32_t auxValue = 0;
+    FeatureInfo info;
+    FeatureState state;
+    std::int32_t stateAux = 0;
+    std::condition_variable cond1;
+    std::mutex lock1;
+    std::condition_variable cond2;
+    std::mutex lock2;
+    bool flag1 = false;
+    bool flag2 = false;
+    std::int32_t handle = -1;
+    std::thread worker; ///< started and joined by the host alone
+    bool flag3 = false;
+    bool flag4 = false;
+    bool tracePerf;
+};
+
+inline Feature::Feature(FeatureInfo description)
+    : name(description.name), info(description), state(description.name),
+      tracePerf(property_get_bool("vendor.debug.trace.perf", 0) != 0) {}
+
+#endif

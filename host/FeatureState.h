@@ -1,0 +1,22 @@
+#ifndef HOST_FEATURESTATE_H
+#define HOST_FEATURESTATE_H
+
+#include <string>
+
+#include "host/Export.h"
+
+/// The host's state object of one feature, embedded in Feature. Implemented by the host library.
+class HOST_EXPORT FeatureState {
+public:
+    /// Builds the state of the feature called `featureName`, which is copied. Throws std::bad_alloc.
+    explicit FeatureState(const std::string& featureName);
+    ~FeatureState();
+
+    FeatureState(const FeatureState&) = delete;
+    FeatureState& operator=(const FeatureState&) = delete;
+
+protected:
+    std::string name;
+};
+
+#endif

@@ -1,0 +1,73 @@
+#ifndef HOST_REGISTRY_H
+#define HOST_REGISTRY_H
+
+#include <mutex>
+#include <new>
+#include <string>
+#include <unordered_map>
+
+#include "host/Export.h"
+#include "platform/Log.h"
+
+class Feature;
+struct FeatureInfo;
+
+// How the host finds a plug-in: when the plug-in is loaded, a static Registry object enters a factory into a map that
+// all plug-ins share. The map and its lock live in the host library alone.
+
+/// The shared map from feature name to factory, one per base class and description type.
+template <typename Base, typename Info>
+class HOST_EXPORT RegistryBase {
+public:
+    using FeatureFactory = Base* (*)(Info);
+    using ClassMap = std::unordered_map<std::string, FeatureFactory>;
+
+    /// Returns the map, which it creates when there is none yet; null when memory ran out (the next call tries again).
+    /// The caller must hold `mMutex`.
+    static ClassMap* getMap() {
+        if (classList == nullptr) {
+            classList = new (std::nothrow) ClassMap;
+        }
+        return classList;
+    }
+
+    static ClassMap* classList; ///< null until the map is first needed; never destroyed
+    static std::mutex mMutex;   ///< guards `classList` and the map
+};
+
+template <>
+HOST_EXPORT RegistryBase<Feature, FeatureInfo>::ClassMap* RegistryBase<Feature, FeatureInfo>::classList;
+template <>
+HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
+
+/// The factory: returns a new `Derived` built from `info`, which the caller owns and deletes through `Base*`, or null
+/// when memory ran out. What the construction throws passes to the caller; nothing is left behind.
+template <typename Base, typename Info, typename Derived>
+HOST_EXPORT Base* createClassObj(Info info) {
+    return new (std::nothrow) Derived(info);
+}
+
+/// Registers the factory of `Derived` for as long as the process lives: destroying the object takes nothing back.
+template <typename Base, typename Info, typename Derived>
+class HOST_EXPORT Registry {
+public:
+    /// Enters the factory under `name`, under the registry lock. The first registration of a name wins; a later one is
+    /// dropped without a message. A null `name` registers nothing. Without a map the loss is logged.
+    /// Throws std::bad_alloc when the entry cannot be made; the lock is free then.
+    explicit Registry(const char* name) {
+        if (name == nullptr) {
+            return;
+        }
+        using Shared = RegistryBase<Base, Info>;
+        const std::lock_guard<std::mutex> lock(Shared::mMutex);
+        auto* map = Shared::getMap();
+        if (map == nullptr) {
+            VEL_LOG_ERROR("getMap() returned nullptr, Class %s not registered", "FeatureRegistry", "Registry", __LINE__,
+                          name);
+            return;
+        }
+        map->try_emplace(name, &createClassObj<Base, Info, Derived>);
+    }
+};
+
+#endif

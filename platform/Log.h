@@ -1,0 +1,21 @@
+#ifndef PLATFORM_LOG_H
+#define PLATFORM_LOG_H
+
+#include <android/log.h>
+
+// The one log call of the product. Every line goes to the device's log under one tag and begins with the component
+// word, the operation's name and the source line of the call:
+//
+//     VEL_LOG_ERROR("sql failed, err=%d", "VELDB", "openVeldb", __LINE__, code);
+//
+// A macro, because the message must stay part of one literal format that the compiler checks against its arguments.
+
+#define VEL_LOG_TAG "ANDR-PERF-VEL"
+
+#define VEL_LOG(priority, format, ...)                                                                                 \
+    __android_log_print((priority), VEL_LOG_TAG, "%s: %s() %d: " format, __VA_ARGS__)
+
+#define VEL_LOG_ERROR(format, ...) VEL_LOG(ANDROID_LOG_ERROR, format, __VA_ARGS__)
+#define VEL_LOG_WARN(format, ...) VEL_LOG(ANDROID_LOG_WARN, format, __VA_ARGS__)
+
+#endif

@@ -1,0 +1,22 @@
+#ifndef WORKSTATION_PERFD_CLIENT_H
+#define WORKSTATION_PERFD_CLIENT_H
+
+/// The part of a device's performance-daemon client that the product uses.
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/// A property's value as NUL-terminated text.
+struct PropVal {
+    char value[92];
+};
+
+/// Returns the value of `key`, or `default_value` when it is not set. Callable from any thread.
+struct PropVal perf_get_prop(const char* key, const char* default_value);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,61 @@
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <new>
+#include <string>
+
+namespace {
+
+std::mutex propertiesMutex;
+
+std::map<std::string, std::string>& properties() {
+    static std::map<std::string, std::string> values;
+    return values;
+}
+
+bool isOneOf(const std::string& value, std::initializer_list<const char*> words) {
+    return std::any_of(words.begin(), words.end(), [&value](const char* word) { return value == word; });
+}
+
+} // namespace
+
+extern "C" int property_get(const char* key, char* value, const char* default_value) {
+    const std::lock_guard<std::mutex> lock(propertiesMutex);
+    const auto found = properties().find(key);
+    const char* text = found != properties().end() ? found->second.c_str() : default_value;
+    if (text == nullptr) {
+        text = "";
+    }
+    const std::size_t length = std::min<std::size_t>(std::strlen(text), PROPERTY_VALUE_MAX - 1);
+    std::memcpy(value, text, length);
+    value[length] = '\0';
+    return static_cast<int>(length);
+}
+
+extern "C" int8_t property_get_bool(const char* key, int8_t default_value) {
+    char value[PROPERTY_VALUE_MAX];
+    property_get(key, value, "");
+    if (isOneOf(value, {"1", "y", "yes", "on", "true"})) {
+        return 1;
+    }
+    if (isOneOf(value, {"0", "n", "no", "off", "false"})) {
+        return 0;
+    }
+    return default_value;
+}
+
+extern "C" int property_set(const char* key, const char* value) {
+    if (std::strlen(value) >= PROPERTY_VALUE_MAX) {
+        return -1;
+    }
+    try {
+        const std::lock_guard<std::mutex> lock(propertiesMutex);
+        properties()[key] = value;
+        return 0;
+    } catch (const std::bad_alloc&) {
+        return -1;
+    }
+}

@@ -1,0 +1,59 @@
+#include <android/log.h>
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <ctime>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+std::atomic<int> minimumPriority{ANDROID_LOG_VERBOSE};
+
+char priorityLetter(int priority) {
+    static const char letters[] = "??VDIWEFS";
+    const bool known = priority >= 0 && priority <= ANDROID_LOG_SILENT;
+    return known ? letters[priority] : '?';
+}
+
+/// Writes "11-22 21:30:01.123  1234  1235 E TAG     : " as a device's log does.
+int writeHeader(char* line, std::size_t size, int priority, const char* tag) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local{};
+    localtime_r(&now.tv_sec, &local);
+    const std::size_t stamp = strftime(line, size, "%m-%d %H:%M:%S", &local);
+    const int rest = std::snprintf(line + stamp, size - stamp, ".%03ld %5d %5ld %c %-8s: ", now.tv_nsec / 1000000,
+                                   getpid(), syscall(SYS_gettid), priorityLetter(priority), tag);
+    return static_cast<int>(stamp) + rest;
+}
+
+} // namespace
+
+extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
+    if (priority < minimumPriority) {
+        return 1;
+    }
+    char line[2048];
+    const auto room = static_cast<int>(sizeof(line)) - 1; // the last byte is kept for the end of the line
+    int used = writeHeader(line, sizeof(line), priority, tag);
+    if (used >= room) {
+        return -1;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    const int message = std::vsnprintf(line + used, static_cast<std::size_t>(room - used), format, arguments);
+    va_end(arguments);
+    if (message < 0) {
+        return -1;
+    }
+    used = used + message < room ? used + message : room - 1;
+    if (line[used - 1] != '\n') {
+        line[used++] = '\n';
+    }
+    return std::fwrite(line, 1, static_cast<std::size_t>(used), stderr) == static_cast<std::size_t>(used) ? 1 : -1;
+}
+
+extern "C" int __android_log_set_minimum_priority(int priority) { return minimumPriority.exchange(priority); }

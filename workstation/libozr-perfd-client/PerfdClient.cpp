@@ -1,0 +1,11 @@
+#include <perfd_client.h>
+
+#include <cutils/properties.h>
+
+static_assert(sizeof(PropVal::value) == PROPERTY_VALUE_MAX, "a property's value fits the record");
+
+extern "C" PropVal perf_get_prop(const char* key, const char* default_value) {
+    PropVal answer{};
+    property_get(key, answer.value, default_value);
+    return answer;
+}

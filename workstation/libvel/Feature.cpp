@@ -1,0 +1,16 @@
+#include "host/Feature.h"
+
+// The host's own operations: what a feature that overrides nothing does. On a workstation that is nothing.
+
+void Feature::runAsync(AsyncTriggerPayload /*payload*/) {}
+
+void Feature::runAsyncIdle(const std::atomic<bool>& /*stop*/) {}
+
+void Feature::runAsyncPeriodic(const std::atomic<bool>& /*stop*/) {}
+
+int Feature::getData(std::string& /*appName*/, featureData& data, int /*selector*/) {
+    data.value = -1;
+    return 0;
+}
+
+int Feature::setData(std::string& /*appName*/, std::vector<int> /*values*/) { return 0; }

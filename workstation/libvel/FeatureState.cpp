@@ -1,0 +1,5 @@
+#include "host/FeatureState.h"
+
+FeatureState::FeatureState(const std::string& featureName) : name(featureName) {}
+
+FeatureState::~FeatureState() = default;
