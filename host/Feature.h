@@ -80,7 +80,9 @@ public:
 };
 
 inline Feature::Feature(FeatureInfo description)
-    : name(description.name), info(description), state(description.name),
+    : name(description.name),
+      info(description),
+      state(description.name),
       tracePerf(property_get_bool("vendor.debug.trace.perf", 0) != 0) {}
 
 #endif

@@ -18,7 +18,8 @@ struct AsyncInfo {
     std::uint32_t id = 0;
     std::int32_t kind = 0;
 
-    /// Orders by `id` (unsigned), then `kind` (signed), then `flag` (false first): `flag`, the first field, counts last.
+    /// Orders by `id` (unsigned), then `kind` (signed), then `flag` (false first): `flag`, the first field, counts
+    /// last.
     bool operator<(const AsyncInfo& other) const {
         return std::tie(id, kind, flag) < std::tie(other.id, other.kind, other.flag);
     }

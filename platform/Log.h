@@ -12,8 +12,7 @@
 
 #define VEL_LOG_TAG "ANDR-PERF-VEL"
 
-#define VEL_LOG(priority, format, ...)                                                                                 \
-    __android_log_print((priority), VEL_LOG_TAG, "%s: %s() %d: " format, __VA_ARGS__)
+#define VEL_LOG(priority, format, ...) __android_log_print((priority), VEL_LOG_TAG, "%s: %s() %d: " format, __VA_ARGS__)
 
 #define VEL_LOG_ERROR(format, ...) VEL_LOG(ANDROID_LOG_ERROR, format, __VA_ARGS__)
 #define VEL_LOG_WARN(format, ...) VEL_LOG(ANDROID_LOG_WARN, format, __VA_ARGS__)

@@ -1,11 +1,11 @@
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <mutex>
 #include <new>
 #include <string>
+
+#include <cutils/properties.h>
 
 namespace {
 

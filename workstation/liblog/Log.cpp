@@ -1,10 +1,9 @@
-#include <android/log.h>
-
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <ctime>
 
+#include <android/log.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 

@@ -1,6 +1,5 @@
-#include <perfd_client.h>
-
 #include <cutils/properties.h>
+#include <perfd_client.h>
 
 static_assert(sizeof(PropVal::value) == PROPERTY_VALUE_MAX, "a property's value fits the record");
 

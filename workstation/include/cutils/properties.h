@@ -12,11 +12,12 @@
 extern "C" {
 #endif
 
-/// Copies the value of `key`, or `default_value` when it is not set, into `value`, which holds PROPERTY_VALUE_MAX bytes.
-/// Returns its length without the terminator.
+/// Copies the value of `key`, or `default_value` when it is not set, into `value`, which holds PROPERTY_VALUE_MAX
+/// bytes. Returns its length without the terminator.
 int property_get(const char* key, char* value, const char* default_value);
 
-/// Returns 1 when the value of `key` is 1, y, yes, on or true, 0 when it is 0, n, no, off or false, else `default_value`.
+/// Returns 1 when the value of `key` is 1, y, yes, on or true, 0 when it is 0, n, no, off or false, else
+/// `default_value`.
 int8_t property_get_bool(const char* key, int8_t default_value);
 
 /// Sets `key` for the whole process. Returns 0, or -1 when the value is longer than PROPERTY_VALUE_MAX - 1 bytes or

@@ -1,0 +1,250 @@
+#include "feature/TessaryFeature.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include <perfd_client.h>
+
+#include "platform/Log.h"
+#include "rowstore/VelDBRowLoan.h"
+
+namespace {
+
+constexpr std::uint32_t classificationTrigger = 4164;
+constexpr std::uint32_t weightTrigger = 4165;
+constexpr unsigned operationShift = 24;
+constexpr std::uint32_t typeMask = 0x00FFFFFF;
+constexpr int weightSelector = 1;
+constexpr int operationRemove = 0;
+constexpr std::size_t measurementCount = 3;
+constexpr std::uint32_t verdictOffset = 1700;
+constexpr std::int32_t verdictThreshold = 199;
+
+void logNoDatabase(const char* operation, int line = __builtin_LINE()) {
+    VEL_LOG_ERROR("No Classifier Database Available", "Tessary", operation, line);
+}
+
+void logNoEntry(const char* operation, int line = __builtin_LINE()) {
+    VEL_LOG_ERROR("No entry found for the app in classifier, cannot updateinfo", "Tessary", operation, line);
+}
+
+template <typename T>
+void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& fileName, const char* tableName,
+               const char* operation, int line = __builtin_LINE()) {
+    if (store != nullptr) {
+        return;
+    }
+    store.reset(new (std::nothrow) VelDatabase<T>(0, fileName, tableName));
+    if (store == nullptr) {
+        return;
+    }
+    const int result = store->openVeldb();
+    if (result != VELDB_SUCCESS) {
+        VEL_LOG_ERROR("Error in DB initialization - createFeatureInputDb  %d", "Tessary", operation, line, result);
+        store.reset();
+    }
+}
+
+bool readHeavyGameProperty() {
+    const PropVal property = perf_get_prop("ro.vendor.perf.wlc.heavygame", "false");
+    const std::string value(property.value, strnlen(property.value, sizeof(property.value)));
+    return value == "true";
+}
+
+/// An empty name would select every application's rows, and one with a NUL byte is not what the query would select.
+bool isApplicationName(const std::string& appName) {
+    return !appName.empty() && appName.find('\0') == std::string::npos;
+}
+
+template <typename T>
+VelDBRowLoan<T> lookUp(VelDatabase<T>& store, const std::string& appName) {
+    const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
+    return {store, store.template readAllocateDR<T>(key, 0, veldbOrderByNone, veldbDirNone)};
+}
+
+/// Adds a row for an application that has none. Returns false when no row could be had.
+template <typename T>
+bool insertRow(VelDatabase<T>& store, const std::string& appName, const T& payload) {
+    VelDBRowLoan<T> added(store, store.getRow(1));
+    if (added.size() != 1) {
+        return false;
+    }
+    added.front().appName = appName;
+    added.front().payload = payload;
+    added.write();
+    return true;
+}
+
+template <typename T>
+void removeRows(VelDatabase<T>& store, const std::string& appName) {
+    lookUp(store, appName).remove();
+}
+
+int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, int type) {
+    VelDBRowLoan<TessaryDatabase> known = lookUp(store, appName);
+    if (known.size() == 1) {
+        known.front().payload.appType = type;
+        known.write();
+        return 1;
+    }
+    const bool added = known.empty() && insertRow(store, appName, TessaryDatabase{type});
+    known.remove();
+    return added ? 1 : 0;
+}
+
+/// Answers `field` of the application's first row, or 0.
+int queryClassification(VelDatabase<TessaryDatabase>* store, const std::string& appName,
+                        std::int32_t TessaryDatabase::*field) {
+    if (store == nullptr || !isApplicationName(appName)) {
+        return 0;
+    }
+    VelDBRowLoan<TessaryDatabase> known = lookUp(*store, appName);
+    return known.empty() ? 0 : known.front().payload.*field;
+}
+
+HeavyGameClassifierDatabase larger(const HeavyGameClassifierDatabase& one, const HeavyGameClassifierDatabase& other) {
+    return {std::max(one.peak0, other.peak0), std::max(one.peak1, other.peak1), std::max(one.peak2, other.peak2)};
+}
+
+} // namespace
+
+Registry<Feature, FeatureInfo, TessaryFeature> TessaryFeature::registerFeature("Tessary");
+
+TessaryFeature::TessaryFeature(FeatureInfo description) : Feature(description) {
+    createFeatureInputDb();
+    createHeavyGameDb();
+    heavyGameEnabled = readHeavyGameProperty();
+}
+
+TessaryFeature::~TessaryFeature() {
+    delete ownedObjectA;
+    ownedObjectA = nullptr;
+    delete ownedObjectB;
+    ownedObjectB = nullptr;
+    appDb.reset();
+    heavyGameDb.reset();
+}
+
+void TessaryFeature::createFeatureInputDb() { openStore(appDb, info.name + ".db", "Tessary", "createFeatureInputDb"); }
+
+void TessaryFeature::createHeavyGameDb() {
+    openStore(heavyGameDb, info.name + "HeavyGame.db", "HeavyGame", "createHeavyGameDb");
+}
+
+void TessaryFeature::runAsync(AsyncTriggerPayload payload) {
+    if (appDb == nullptr) {
+        logNoDatabase("runAsync");
+        return;
+    }
+    if (payload.triggerId == weightTrigger) {
+        if (!heavyGameEnabled) {
+            updateWeightToTessary(payload.appName, payload.triggerValue);
+        }
+    } else if (payload.triggerId == classificationTrigger) {
+        const auto op = static_cast<int>(payload.triggerArg >> operationShift);
+        const auto type = static_cast<int>(payload.triggerArg & typeMask);
+        updateToClassifierDataBase(payload.appName, op, type);
+    }
+}
+
+int TessaryFeature::getData(std::string& appName, featureData& data, int selector) {
+    data.value = selector == weightSelector ? getAppWeight(appName) : getAppType(appName);
+    return 0;
+}
+
+int TessaryFeature::setData(std::string& appName, std::vector<int> values) {
+    updateWeightToClassifier(appName, std::move(values));
+    return 0;
+}
+
+int TessaryFeature::updateToClassifierDataBase(std::string& appName, int op, int type) {
+    if (appDb == nullptr) {
+        logNoDatabase("updateToClassifierDataBase");
+        return 0;
+    }
+    if (!isApplicationName(appName)) {
+        return 0;
+    }
+    if (op != operationRemove) {
+        return classify(*appDb, appName, type);
+    }
+    removeRows(*appDb, appName);
+    if (heavyGameDb != nullptr) {
+        removeRows(*heavyGameDb, appName);
+    }
+    return 1;
+}
+
+int TessaryFeature::updateWeightToTessary(std::string& appName, int weight) {
+    if (appDb == nullptr) {
+        logNoDatabase("updateWeightToTessary");
+        return 0;
+    }
+    if (!isApplicationName(appName)) {
+        return 0;
+    }
+    VelDBRowLoan<TessaryDatabase> known = lookUp(*appDb, appName);
+    if (known.size() != 1) {
+        logNoEntry("updateWeightToTessary");
+        return 0;
+    }
+    known.front().payload.appWeight = weight;
+    known.write();
+    return 1;
+}
+
+int TessaryFeature::updateWeightToClassifier(std::string& appName, std::vector<int> values) {
+    if (appDb == nullptr || heavyGameDb == nullptr) {
+        logNoDatabase("updateWeightToClassifier");
+        return 0;
+    }
+    if (values.size() < measurementCount || !isApplicationName(appName)) {
+        return 0;
+    }
+    VelDBRowLoan<TessaryDatabase> known = lookUp(*appDb, appName);
+    if (known.size() != 1) {
+        logNoEntry("updateWeightToClassifier");
+        return 0;
+    }
+    VelDBRowLoan<HeavyGameClassifierDatabase> stored = lookUp(*heavyGameDb, appName);
+    if (stored.size() > 1) {
+        return 0;
+    }
+    HeavyGameClassifierDatabase peaks{values[0], values[1], values[2]};
+    if (stored.empty()) {
+        writeHeavyGameDb(appName, std::move(values));
+    } else {
+        peaks = larger(stored.front().payload, peaks);
+        stored.front().payload = peaks;
+        stored.write();
+    }
+    known.front().payload.appWeight = calculateWeight(peaks.peak0, peaks.peak1, peaks.peak2);
+    known.write();
+    return 1;
+}
+
+int TessaryFeature::writeHeavyGameDb(std::string& appName, std::vector<int> values) {
+    if (heavyGameDb == nullptr || !isApplicationName(appName)) {
+        return 0;
+    }
+    return insertRow(*heavyGameDb, appName, HeavyGameClassifierDatabase{values[0], values[1], values[2]}) ? 1 : 0;
+}
+
+int TessaryFeature::getAppType(std::string& appName) {
+    return queryClassification(appDb.get(), appName, &TessaryDatabase::appType);
+}
+
+int TessaryFeature::getAppWeight(std::string& appName) {
+    return queryClassification(appDb.get(), appName, &TessaryDatabase::appWeight);
+}
+
+int TessaryFeature::calculateWeight(int a, int b, int c) {
+    const auto sum =
+        static_cast<std::uint32_t>(b) + 2U * (static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(c));
+    const auto excess = static_cast<std::int32_t>(sum - verdictOffset);
+    return excess > verdictThreshold ? 1 : 0;
+}

@@ -1,0 +1,52 @@
+#ifndef ROWSTORE_VELDBLOG_H
+#define ROWSTORE_VELDBLOG_H
+
+#include <cstddef>
+
+struct sqlite3;
+
+/// The log lines of one operation of the row store: each message text stands once, in VelDBLog.cpp.
+///
+/// An object carries the operation's name and the subject of its lines, a table name or a database path. Both are
+/// borrowed and must outlive it. Nothing here throws or allocates. Every call logs one line with the source line of the
+/// caller; all are errors but `restricted`, a warning. Callable from any thread.
+class VelDBLog {
+public:
+    VelDBLog(const char* operationName, const char* subjectName) : operation(operationName), subject(subjectName) {}
+
+    /// The table, or the database, could not be made or a write statement could not be compiled: SQLite's message.
+    void unusable(sqlite3* db, int line = __builtin_LINE()) const;
+
+    /// A statement failed as a whole: SQLite's message.
+    void sqlMessage(sqlite3* db, int line = __builtin_LINE()) const;
+
+    /// A step in a statement's life failed: its result code.
+    void sqlCode(int code, int line = __builtin_LINE()) const;
+
+    void openFailed(int code, int line = __builtin_LINE()) const;
+    void closeFailed(int code, int line = __builtin_LINE()) const;
+
+    /// More rows were requested than `limit`.
+    void restricted(std::size_t limit, int line = __builtin_LINE()) const;
+
+    /// Memory ran out after `allocated` rows.
+    void noMemory(std::size_t allocated, int line = __builtin_LINE()) const;
+
+    /// `count` queued rows are freed unwritten.
+    void unwritten(std::size_t count, int line = __builtin_LINE()) const;
+
+    /// The wording for an exception that is no std::exception.
+    enum class Wording { exception, stringOperations };
+
+    /// Logs the exception being handled; only to be called from a catch block.
+    void caught(Wording wording, int line = __builtin_LINE()) const;
+
+    /// As `caught`, in the form that leaves out the operation's name at the end.
+    void caughtComposing(int line = __builtin_LINE()) const;
+
+private:
+    const char* operation;
+    const char* subject;
+};
+
+#endif

@@ -1,0 +1,25 @@
+#ifndef ROWSTORE_VELDBPAYLOADS_H
+#define ROWSTORE_VELDBPAYLOADS_H
+
+#include <cstdint>
+
+// The payload records of the feature's two tables. A row's blob is the record's memory image, so field order, width and
+// (little-endian) byte order are the stored format: fields may not be reordered, widened or removed.
+
+/// One application's classification.
+struct TessaryDatabase {
+    std::int32_t appType;       ///< type code; 0 to 0xFFFFFF when written by the feature
+    std::int32_t appWeight = 0; ///< the host's weight, or the heavy-game verdict (0 or 1)
+};
+
+/// The largest values ever reported of one application's three measurements.
+struct HeavyGameClassifierDatabase {
+    std::int32_t peak0 = 0;
+    std::int32_t peak1 = 0;
+    std::int32_t peak2 = 0;
+};
+
+static_assert(sizeof(TessaryDatabase) == 8, "the stored image of a classification is 8 bytes");
+static_assert(sizeof(HeavyGameClassifierDatabase) == 12, "the stored image of the peaks is 12 bytes");
+
+#endif

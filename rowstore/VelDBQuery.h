@@ -1,0 +1,37 @@
+#ifndef ROWSTORE_VELDBQUERY_H
+#define ROWSTORE_VELDBQUERY_H
+
+#include <string>
+
+#include "rowstore/VelDBDataRowKey.h"
+#include "rowstore/VelDBTypes.h"
+
+// The SQL texts of a table, composed here and nowhere else. Table names are pasted in as they stand and must be plain
+// SQL identifiers; a key's values are quoted. Everything here throws std::bad_alloc and nothing else.
+
+std::string composeCreate(const std::string& tableName);
+
+/// Each replaces what `query` held.
+void composeInsert(const std::string& tableName, std::string& query);
+void composeUpdate(const std::string& tableName, std::string& query);
+void composeDelete(const std::string& tableName, std::string& query);
+
+/// Begins the query of a read, which appendWhereClause and appendOrderBy complete. Takes the memory of the whole query
+/// first, so that neither can fail: a query that lost its selection on the way would select every row of the table.
+std::string beginRead(const std::string& tableName, const VelDBDataRowKey& key);
+
+/// Appends the WHERE clause that selects by `key`, and one blank, to `query`; nothing for a key without values.
+/// All or nothing: when memory runs out `query` is unchanged.
+void appendWhereClause(const VelDBDataRowKey& key, std::string& query);
+
+/// Appends the ordering. A `col` of veldbOrderByNone, or anything outside the enumerators, adds nothing.
+void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query);
+
+/// The parameters of the insert, update and (for the row id, as the only one) delete statements.
+enum WriteParameter : int { bindIntcol1 = 1, bindAppName, bindRsvdName, bindBlob, bindRowid };
+constexpr int bindDeleteRowid = 1;
+
+/// The result columns of a read.
+enum ReadColumn : int { columnIntcol1 = 0, columnAppName, columnRsvdName, columnBlob, columnRowid };
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef ROWSTORE_VELDBROWLOAN_H
+#define ROWSTORE_VELDBROWLOAN_H
+
+#include <cstddef>
+#include <utility>
+
+#include "rowstore/VelDatabase.h"
+
+/// Holds rows that a store has lent, from a read or from getRow, and gives them back exactly once: written, deleted or,
+/// when neither was asked for, freed unwritten, exceptions included. Must not outlive the store. One thread at a time.
+template <typename T>
+class VelDBRowLoan {
+public:
+    using vecT = typename VelDBDataTable<T>::vecT;
+
+    /// Takes over the rows.
+    VelDBRowLoan(VelDatabase<T>& lender, vecT&& lent) : store(lender), rows(std::move(lent)) {}
+    ~VelDBRowLoan() { store.freeRow(rows); }
+
+    VelDBRowLoan(const VelDBRowLoan&) = delete;
+    VelDBRowLoan& operator=(const VelDBRowLoan&) = delete;
+
+    /// Writes the rows back, as VelDatabase::writeDeallocateDR does. The loan is empty afterwards.
+    void write() { store.template writeDeallocateDR<T>(rows); }
+
+    /// Deletes the rows from their table, as VelDatabase::deleteDeallocateDR does. The loan is empty afterwards.
+    void remove() { store.template deleteDeallocateDR<T>(rows); }
+
+    std::size_t size() const { return rows.size(); }
+    bool empty() const { return rows.empty(); }
+
+    /// The first row; there must be one.
+    VelDBDataRow<T>& front() { return *rows.front(); }
+
+private:
+    VelDatabase<T>& store;
+    vecT rows;
+};
+
+#endif

@@ -1,0 +1,128 @@
+#include "rowstore/VelDBRowWriter.h"
+
+#include <limits>
+
+#include <sqlite3.h>
+
+#include "rowstore/VelDBLog.h"
+#include "rowstore/VelDBQuery.h"
+
+namespace {
+
+constexpr unsigned bit(int parameter) { return 1U << static_cast<unsigned>(parameter); }
+
+/// Logs a result that is not 0, with the caller's line.
+void check(int code, const VelDBLog& log, int line = __builtin_LINE()) {
+    if (code != SQLITE_OK) {
+        log.sqlCode(code, line);
+    }
+}
+
+bool fitsParameter(std::int64_t rowid) {
+    return rowid >= std::numeric_limits<std::int32_t>::min() && rowid <= std::numeric_limits<std::int32_t>::max();
+}
+
+int bindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
+    return sqlite3_bind_text(statement, parameter, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+
+/// The parameters that hold a value in this row, one bit each.
+unsigned parametersOf(const VelDBRowRef& row) {
+    unsigned parameters = bit(bindBlob);
+    parameters |= row.intcol1 != VELDB_NO_VALUE ? bit(bindIntcol1) : 0;
+    parameters |= !row.appName.empty() ? bit(bindAppName) : 0;
+    parameters |= !row.rsvdName.empty() ? bit(bindRsvdName) : 0;
+    parameters |= row.rowid != 0 ? bit(bindRowid) : 0;
+    return parameters;
+}
+
+} // namespace
+
+VelDBRowWriter::VelDBRowWriter(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
+
+bool VelDBRowWriter::prepare(const std::string& tableName) {
+    std::string query;
+    composeInsert(tableName, query);
+    if (!insert.statement.prepare(db, query)) {
+        log.unusable(db);
+        return false;
+    }
+    composeUpdate(tableName, query);
+    if (!update.statement.prepare(db, query)) {
+        log.unusable(db);
+        return false;
+    }
+    return true;
+}
+
+void VelDBRowWriter::write(const VelDBRowRef& row) {
+    if (!fitsParameter(row.rowid)) {
+        log.sqlCode(SQLITE_RANGE);
+        return;
+    }
+    Write& write = row.rowid == 0 ? insert : update;
+    bindRow(write, row);
+    write.statement.run(log);
+}
+
+void VelDBRowWriter::bindRow(Write& write, const VelDBRowRef& row) {
+    sqlite3_stmt* statement = write.statement.get();
+    const unsigned parameters = parametersOf(row);
+    const bool carriesOver = (write.bound & ~parameters) != 0;
+    if (carriesOver) {
+        sqlite3_clear_bindings(statement);
+    }
+    write.bound = parameters;
+    if ((parameters & bit(bindIntcol1)) != 0) {
+        check(sqlite3_bind_int(statement, bindIntcol1, row.intcol1), log);
+    }
+    if ((parameters & bit(bindAppName)) != 0) {
+        check(bindText(statement, bindAppName, row.appName), log);
+    }
+    if ((parameters & bit(bindRsvdName)) != 0) {
+        check(bindText(statement, bindRsvdName, row.rsvdName), log);
+    }
+    check(sqlite3_bind_blob(statement, bindBlob, row.payload, static_cast<int>(row.payloadSize), SQLITE_STATIC), log);
+    if ((parameters & bit(bindRowid)) != 0) {
+        check(sqlite3_bind_int(statement, bindRowid, static_cast<int>(row.rowid)), log);
+    }
+}
+
+bool VelDBRowWriter::finalize() {
+    const int inserted = insert.statement.finalize();
+    check(inserted, log);
+    const int updated = update.statement.finalize();
+    check(updated, log);
+    return inserted == SQLITE_OK && updated == SQLITE_OK;
+}
+
+VelDBRowDeleter::VelDBRowDeleter(sqlite3* connection, const VelDBLog& operationLog)
+    : db(connection), log(operationLog) {}
+
+bool VelDBRowDeleter::prepare(const std::string& tableName) {
+    std::string query;
+    composeDelete(tableName, query);
+    if (!statement.prepare(db, query)) {
+        log.sqlMessage(db);
+        return false;
+    }
+    return true;
+}
+
+void VelDBRowDeleter::remove(std::int64_t rowid) {
+    if (rowid == 0) {
+        return;
+    }
+    if (!fitsParameter(rowid)) {
+        log.sqlCode(SQLITE_RANGE);
+        return;
+    }
+    check(sqlite3_bind_int(statement.get(), bindDeleteRowid, static_cast<int>(rowid)), log);
+    statement.run(log);
+}
+
+bool VelDBRowDeleter::finalize() {
+    const int finished = statement.finalize();
+    check(finished, log);
+    return finished == SQLITE_OK;
+}

@@ -1,0 +1,37 @@
+#ifndef ROWSTORE_VELDBSTATEMENT_H
+#define ROWSTORE_VELDBSTATEMENT_H
+
+#include <string>
+
+struct sqlite3;
+struct sqlite3_stmt;
+class VelDBLog;
+
+/// Owns one compiled statement. Must be destroyed before its connection is closed, and is used by one thread at a time.
+class VelDBStatement {
+public:
+    VelDBStatement() = default;
+
+    /// Finalizes the statement if that was not done; a failure is not reported then.
+    ~VelDBStatement();
+
+    VelDBStatement(const VelDBStatement&) = delete;
+    VelDBStatement& operator=(const VelDBStatement&) = delete;
+
+    /// Compiles `sql`; called once. Returns whether that worked: if not, the reason is the connection's message.
+    bool prepare(sqlite3* db, const std::string& sql);
+
+    /// Runs a statement that returns no rows, once, and resets it. Failures of the two steps are logged one by one.
+    void run(const VelDBLog& log);
+
+    /// Returns SQLite's result, 0 for success; the statement is gone either way.
+    int finalize();
+
+    /// Null before `prepare` and after `finalize`.
+    sqlite3_stmt* get() const { return handle; }
+
+private:
+    sqlite3_stmt* handle = nullptr;
+};
+
+#endif

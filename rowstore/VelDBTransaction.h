@@ -1,0 +1,31 @@
+#ifndef ROWSTORE_VELDBTRANSACTION_H
+#define ROWSTORE_VELDBTRANSACTION_H
+
+struct sqlite3;
+class VelDBLog;
+
+/// One immediate transaction on a connection: begun by the constructor, ended by `commit`. Only one may exist on a
+/// connection at a time.
+class VelDBTransaction {
+public:
+    /// Takes the database's write lock. When that fails, the failure is logged and whatever transaction is open is
+    /// rolled back; the statements that follow then commit one by one. `log` must outlive the object.
+    VelDBTransaction(sqlite3* connection, const VelDBLog& operationLog);
+
+    /// Without a commit, rolls back what is still open.
+    ~VelDBTransaction();
+
+    VelDBTransaction(const VelDBTransaction&) = delete;
+    VelDBTransaction& operator=(const VelDBTransaction&) = delete;
+
+    /// Commits. When that fails, the failure is logged and the transaction is rolled back. Called at most once.
+    void commit();
+
+private:
+    void runOrRollBack(const char* sql);
+
+    sqlite3* db;
+    const VelDBLog& log;
+};
+
+#endif
