@@ -1,0 +1,54 @@
+# Shared by the scripts of this folder; sourced, not run.
+
+set -euo pipefail
+project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# Ends the script with one line on standard error.
+fail() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 1
+}
+
+# Runs apt-get as root, without questions.
+apt_get() {
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null 2>&1 || fail "needs root or sudo to install packages"
+    as_root=(sudo)
+  fi
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@"
+}
+
+# need_packages PACKAGE...: installs the Debian packages that are missing; elsewhere names them and stops.
+# With all of them in place nothing is asked of the network.
+need_packages() {
+  if ! command -v apt-get >/dev/null 2>&1; then
+    [ -n "${TESSARY_HAVE_PACKAGES:-}" ] && return
+    fail "no apt-get here: install what Debian calls '$*', then run again with TESSARY_HAVE_PACKAGES=1"
+  fi
+  local missing=() package
+  for package in "$@"; do
+    dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'install ok installed' || missing+=("$package")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  printf 'Installing: %s\n' "${missing[*]}"
+  apt_get update || true # a stale index of one suite is not fatal
+  apt_get install -y --no-install-recommends "${missing[@]}" >/dev/null ||
+    fail "could not install: ${missing[*]}"
+}
+
+# What every build needs.
+build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev)
+
+# build_preset PRESET [TARGET...]: configures (once) and builds one of CMakePresets.json's variants in build/PRESET.
+build_preset() {
+  local preset=$1
+  shift
+  cmake -S "$project_root" --preset "$preset" >"$project_root/build/$preset.log" 2>&1 || {
+    cat "$project_root/build/$preset.log" >&2
+    fail "could not configure the variant '$preset'"
+  }
+  cmake --build "$project_root/build/$preset" ${1:+--target "$@"}
+}
+
+mkdir -p "$project_root/build"

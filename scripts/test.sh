@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# Builds everything and runs all tests. Arguments go to ctest, for instance: scripts/test.sh -R Trigger
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+
+need_packages "${build_packages[@]}" libgtest-dev libgmock-dev
+build_preset test
+ctest --test-dir "$project_root/build/test" --output-on-failure --parallel "$(nproc)" "$@"
