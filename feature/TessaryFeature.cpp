@@ -114,7 +114,7 @@ HeavyGameClassifierDatabase larger(const HeavyGameClassifierDatabase& one, const
 
 Registry<Feature, FeatureInfo, TessaryFeature> TessaryFeature::registerFeature("Tessary");
 
-TessaryFeature::TessaryFeature(FeatureInfo description) : Feature(description) {
+TessaryFeature::TessaryFeature(FeatureInfo description) : Feature(std::move(description)) {
     createFeatureInputDb();
     createHeavyGameDb();
     heavyGameEnabled = readHeavyGameProperty();
@@ -242,6 +242,7 @@ int TessaryFeature::getAppWeight(std::string& appName) {
     return queryClassification(appDb.get(), appName, &TessaryDatabase::appWeight);
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): called by the host as a member
 int TessaryFeature::calculateWeight(int a, int b, int c) {
     const auto sum =
         static_cast<std::uint32_t>(b) + 2U * (static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(c));

@@ -33,6 +33,9 @@ public:
     /// Deletes the objects that the host gave it, then closes the classifier database, then the heavy-game database.
     ~TessaryFeature() override;
 
+    TessaryFeature(const TessaryFeature&) = delete;
+    TessaryFeature& operator=(const TessaryFeature&) = delete;
+
     /// Acts on two triggers and ignores all others. Without a classifier database each is logged and dropped.
     ///
     /// 4164 classifies `appName`: bits 31..24 of `triggerArg` are the operation code (0 removes the application), bits

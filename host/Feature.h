@@ -7,6 +7,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <cutils/properties.h>
@@ -31,7 +32,7 @@ public:
 /// The host calls the operations on threads of its choice, and not while the feature is constructed or destroyed.
 class HOST_EXPORT Feature {
 public:
-    /// Copies the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf"
+    /// Takes over the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf"
     /// into `tracePerf`. What the members' construction throws passes to the caller, who then has no feature.
     explicit Feature(FeatureInfo description);
 
@@ -81,8 +82,8 @@ public:
 
 inline Feature::Feature(FeatureInfo description)
     : name(description.name),
-      info(description),
-      state(description.name),
+      info(std::move(description)),
+      state(name),
       tracePerf(property_get_bool("vendor.debug.trace.perf", 0) != 0) {}
 
 #endif

@@ -5,6 +5,7 @@
 #include <new>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "host/Export.h"
 #include "platform/Log.h"
@@ -44,7 +45,7 @@ HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
 /// when memory ran out. What the construction throws passes to the caller; nothing is left behind.
 template <typename Base, typename Info, typename Derived>
 HOST_EXPORT Base* createClassObj(Info info) {
-    return new (std::nothrow) Derived(info);
+    return new (std::nothrow) Derived(std::move(info));
 }
 
 /// Registers the factory of `Derived` for as long as the process lives: destroying the object takes nothing back.

@@ -32,6 +32,9 @@ public:
     /// Frees the rows that are still queued, unwritten, and logs their number if there are any.
     ~VelDBDataTable();
 
+    VelDBDataTable(const VelDBDataTable&) = delete;
+    VelDBDataTable& operator=(const VelDBDataTable&) = delete;
+
     /// Returns `count` new rows without values, owned by the caller; above VELDB_MAX_GET_ROWS that many, with a
     /// warning. When memory runs out on the way, this is logged and the rows made so far are returned, possibly none.
     /// Throws std::bad_alloc, having made no row, when there is no memory for the vector itself. Any thread may call

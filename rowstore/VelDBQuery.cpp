@@ -37,7 +37,7 @@ void appendQuoted(const std::string& value, std::string& query) {
         query.append(value, copied, quote + 1 - copied).append(1, '\'');
         copied = quote + 1;
     }
-    query.append(value, copied, std::string::npos).append(1, '\'');
+    query.append(value, copied).append(1, '\'');
 }
 
 /// Into a buffer of its own: a temporary string could need memory.

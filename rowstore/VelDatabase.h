@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "rowstore/VelDBConnection.h"
 #include "rowstore/VelDBDataRowKey.h"
@@ -254,7 +255,7 @@ void VelDatabase<Payloads...>::readRows(VelDBRowReader& reader, std::size_t limi
         }
         reader.fill(VelDBRowRef(*row));
         rows.push_back(row.get());
-        row.release();
+        static_cast<void>(row.release()); // the result owns it now
     }
 }
 

@@ -43,6 +43,7 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
     }
     va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): initialised one line above
     const int message = std::vsnprintf(line + used, static_cast<std::size_t>(room - used), format, arguments);
     va_end(arguments);
     if (message < 0) {

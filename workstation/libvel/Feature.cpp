@@ -1,6 +1,7 @@
 #include "host/Feature.h"
 
 // The host's own operations: what a feature that overrides nothing does. On a workstation that is nothing.
+// NOLINTBEGIN(performance-unnecessary-value-param): the parameters are the host's contract
 
 void Feature::runAsync(AsyncTriggerPayload /*payload*/) {}
 
@@ -14,3 +15,5 @@ int Feature::getData(std::string& /*appName*/, featureData& data, int /*selector
 }
 
 int Feature::setData(std::string& /*appName*/, std::vector<int> /*values*/) { return 0; }
+
+// NOLINTEND(performance-unnecessary-value-param)

@@ -1,7 +1,7 @@
 #ifndef WORKSTATION_CUTILS_PROPERTIES_H
 #define WORKSTATION_CUTILS_PROPERTIES_H
 
-#include <stdint.h>
+#include <stdint.h> // NOLINT(modernize-deprecated-headers): also a C header
 
 /// The part of a device's <cutils/properties.h> that the product and velhost use. On a workstation the properties live
 /// in the process. Every operation is callable from any thread.
