@@ -51,4 +51,11 @@ build_preset() {
   cmake --build "$project_root/build/$preset" ${1:+--target "$@"}
 }
 
+# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of a variant that is built.
+run_tests() {
+  local preset=$1
+  shift
+  ctest --test-dir "$project_root/build/$preset" --output-on-failure --parallel "$(nproc)" "$@"
+}
+
 mkdir -p "$project_root/build"

@@ -4,4 +4,4 @@
 
 need_packages "${build_packages[@]}" libgtest-dev libgmock-dev
 build_preset test
-ctest --test-dir "$project_root/build/test" --output-on-failure --parallel "$(nproc)" "$@"
+run_tests test "$@"
