@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <string>
 
+#include "host/Export.h"
+
 /// What the host delivers with an asynchronous trigger. Which trigger codes a feature acts on, and how it decodes the
 /// two arguments, is the feature's matter (TessaryFeature::runAsync).
-struct AsyncTriggerPayload {
+struct HOST_EXPORT AsyncTriggerPayload {
     std::uint32_t triggerId = 0;   ///< the trigger code
     std::uint32_t triggerArg = 0;  ///< first argument word
     std::string appName;           ///< the application (package) that the trigger concerns

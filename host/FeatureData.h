@@ -3,8 +3,10 @@
 
 #include <cstdint>
 
+#include "host/Export.h"
+
 /// The answer record of Feature::getData. The host owns it; a feature writes `value` and nothing else.
-struct featureData {
+struct HOST_EXPORT featureData {
     std::int32_t value = 0;
 };
 

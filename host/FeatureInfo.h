@@ -9,11 +9,13 @@
 #include <unordered_set>
 #include <vector>
 
+#include "host/Export.h"
+
 // The host's description of a feature. The records cross the plug-in boundary by value, so the declaration order and
 // the types of the fields are part of the binary contract. A plug-in reads FeatureInfo::name and carries the rest.
 
 /// One asynchronous event that a meter reacts to.
-struct AsyncInfo {
+struct HOST_EXPORT AsyncInfo {
     bool flag = false;
     std::uint32_t id = 0;
     std::int32_t kind = 0;
@@ -26,7 +28,7 @@ struct AsyncInfo {
 };
 
 /// One meter of a feature.
-struct MeterInfo {
+struct HOST_EXPORT MeterInfo {
     std::string name;
     std::set<AsyncInfo> asyncInfoSet;
     std::vector<std::string> stringList;
@@ -35,7 +37,7 @@ struct MeterInfo {
 };
 
 /// The description from which the host's registry builds a feature.
-struct FeatureInfo {
+struct HOST_EXPORT FeatureInfo {
     std::string name; ///< the feature's name; its database files are named after it
     std::unordered_map<unsigned int, std::unordered_set<int>> idSets;
     std::int32_t param = 0;
