@@ -1,0 +1,114 @@
+#include "tests/support/Device.h"
+
+#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <regex>
+#include <stdexcept>
+#include <utility>
+
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <perfd_client.h>
+
+namespace {
+
+std::mutex guard;
+std::array<LogLine, 512> lines;
+std::size_t logged = 0;
+
+using Properties = std::map<std::string, std::string, std::less<>>;
+
+Properties& properties() {
+    static Properties values;
+    return values;
+}
+
+const char* valueOf(const char* key, const char* fallback) {
+    const auto found = properties().find(key);
+    return found == properties().end() ? fallback : found->second.c_str();
+}
+
+std::string render(const LogLine& line) {
+    static const std::regex head(R"(^(\w+: ~?\w+\(\)) [1-9]\d*: )");
+    std::string text = std::regex_replace(line.text, head, "$1 #: ");
+    const bool common = text != line.text && std::strncmp(line.format, "%s: %s() %d: ", 13) == 0 &&
+                        std::strcmp(line.tag, "ANDR-PERF-VEL") == 0;
+    const std::map<int, std::string> letters{{ANDROID_LOG_WARN, "W "}, {ANDROID_LOG_ERROR, "E "}};
+    const auto letter = letters.find(line.priority);
+    return (common ? "" : "(not of the common form) ") + (letter == letters.end() ? "? " : letter->second) + text;
+}
+
+} // namespace
+
+extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
+    const std::lock_guard<std::mutex> lock(guard);
+    const std::size_t index = logged++;
+    if (index < lines.size()) {
+        LogLine& line = lines[index];
+        line.priority = priority;
+        std::snprintf(line.tag, sizeof(line.tag), "%s", tag);
+        std::snprintf(line.format, sizeof(line.format), "%s", format);
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(line.text, sizeof(line.text), format, arguments);
+        va_end(arguments);
+    }
+    return 1;
+}
+
+extern "C" int8_t property_get_bool(const char* key, int8_t default_value) {
+    const std::lock_guard<std::mutex> lock(guard);
+    const char* value = valueOf(key, nullptr);
+    return value == nullptr ? default_value : static_cast<int8_t>(std::strcmp(value, "true") == 0);
+}
+
+extern "C" PropVal perf_get_prop(const char* key, const char* default_value) {
+    const std::lock_guard<std::mutex> lock(guard);
+    PropVal answer{};
+    std::snprintf(answer.value, sizeof(answer.value), "%s", valueOf(key, default_value));
+    return answer;
+}
+
+Device::Device() {
+    std::string pattern = std::filesystem::temp_directory_path() / "tessary-test-XXXXXX";
+    if (mkdtemp(pattern.data()) == nullptr) {
+        throw std::runtime_error("no temporary folder");
+    }
+    folder = pattern;
+    vfs.emplace(folder);
+    const std::lock_guard<std::mutex> lock(guard);
+    logged = 0;
+    properties().clear();
+}
+
+Device::~Device() {
+    vfs.reset();
+    std::error_code ignored;
+    std::filesystem::remove_all(folder, ignored);
+}
+
+void Device::setProperty(const std::string& key, const std::string& value) {
+    const std::lock_guard<std::mutex> lock(guard);
+    properties()[key] = value;
+}
+
+std::vector<std::string> Device::takeLog() {
+    const std::lock_guard<std::mutex> lock(guard);
+    std::vector<std::string> rendered;
+    for (std::size_t index = 0; index < logged && index < lines.size(); ++index) {
+        rendered.push_back(render(lines[index]));
+    }
+    logged = 0;
+    return rendered;
+}
+
+std::size_t Device::dropLog() {
+    const std::lock_guard<std::mutex> lock(guard);
+    return std::exchange(logged, 0);
+}

@@ -1,0 +1,45 @@
+#ifndef TESTS_SUPPORT_SQL_H
+#define TESTS_SUPPORT_SQL_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sqlite3.h>
+
+/// A second connection to a database file, created when missing.
+class Sql {
+public:
+    explicit Sql(const std::filesystem::path& file);
+    ~Sql();
+
+    Sql(const Sql&) = delete;
+    Sql& operator=(const Sql&) = delete;
+
+    /// Runs statements and returns the rows they answer, columns joined by '|': 5, 'text as it is', X'0AFF', NULL.
+    /// Throws std::runtime_error with SQLite's message.
+    std::vector<std::string> run(const std::string& statements);
+
+    /// The whole table, with the row ids before the columns.
+    std::vector<std::string> table(const std::string& name) {
+        return run("SELECT rowid, * FROM " + name + " ORDER BY rowid");
+    }
+
+private:
+    sqlite3* db = nullptr;
+};
+
+/// Records the statements that connections opened during its life run, in order; Sql's are left out. One at a time.
+class StatementTrace {
+public:
+    StatementTrace();
+    ~StatementTrace();
+
+    StatementTrace(const StatementTrace&) = delete;
+    StatementTrace& operator=(const StatementTrace&) = delete;
+
+    /// The statements since the last call.
+    static std::vector<std::string> take();
+};
+
+#endif
