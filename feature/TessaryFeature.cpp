@@ -12,6 +12,11 @@
 #include "platform/Log.h"
 #include "rowstore/VelDBRowLoan.h"
 
+// The feature's type information refers to that of Feature, which a host built without such information does not have:
+// the plug-in loads all the same. To build the plug-in without it is no way out: it would then carry its own copy of
+// std::exception's, and with a standard library that tells types apart by address it would catch none.
+__asm__(".weak _ZTI7Feature");
+
 namespace {
 
 constexpr std::uint32_t classificationTrigger = 4164;
