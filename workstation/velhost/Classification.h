@@ -1,0 +1,61 @@
+#ifndef WORKSTATION_VELHOST_CLASSIFICATION_H
+#define WORKSTATION_VELHOST_CLASSIFICATION_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "workstation/velhost/DatabaseFiles.h"
+#include "workstation/velhost/StoredTable.h"
+
+namespace velhost {
+
+/// The three peaks of an application and what the heavy-game rule makes of them.
+struct HeavyGame {
+    static constexpr std::int32_t threshold = 1900;
+
+    StoredTable::Numbers peaks{};
+
+    /// 2 * peak 0 + peak 1 + 2 * peak 2 in wrapping 32-bit arithmetic.
+    std::int32_t sum() const;
+
+    /// Whether the sum reaches the threshold as the feature computes it: the difference wraps too, so that a sum near
+    /// the lower end of the range counts as heavy.
+    bool isHeavy() const;
+};
+
+/// What the two databases hold about one application. At least one of the two parts is there.
+struct Classification {
+    struct Stored {
+        std::int32_t type;
+        std::int32_t weight;
+    };
+
+    std::string appName; ///< any bytes
+    std::optional<Stored> stored;
+    std::optional<HeavyGame> heavyGame;
+};
+
+/// Reads both databases side by side in the byte order of the application names, with one row of each in memory.
+/// Duplicate rows of a name, and heavy-game rows without a classifier row, come as classifications of their own.
+class ClassificationReader {
+public:
+    /// Opens `files`; without a heavy-game file there are no peaks. Throws Failure, which calls the files as in
+    /// `shown`. When it does not throw, every row was found readable.
+    ClassificationReader(const DatabaseFiles& files, const DatabaseFiles& shown);
+
+    /// Returns the next classification, or nothing after the last one. Throws Failure.
+    std::optional<Classification> next();
+
+    /// Starts again at the first classification. Throws Failure.
+    void restart();
+
+private:
+    StoredTable classifier;
+    std::optional<StoredTable> peaks;
+};
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,31 @@
+#ifndef WORKSTATION_VELHOST_DATABASEFILES_H
+#define WORKSTATION_VELHOST_DATABASEFILES_H
+
+#include <filesystem>
+#include <string>
+
+namespace velhost {
+
+/// Where a feature's two databases lie. The heavy-game file may be missing.
+struct DatabaseFiles {
+    std::filesystem::path classifier;
+    std::filesystem::path heavyGame;
+
+    /// The files of the feature called `name` in `directory`. Throws Refusal for a name that would lead out of the
+    /// directory or makes a path that is too long for SQLite.
+    DatabaseFiles(const std::filesystem::path& directory, const std::string& name);
+
+    /// False when the heavy-game file is known to be missing.
+    bool hasHeavyGame() const;
+};
+
+/// Says on standard error that the heavy-game file is missing, if it is.
+void noteMissingPeaks(const DatabaseFiles& files);
+
+/// Returns the absolute path of the directory, which is created when it is missing. Throws Refusal unless files can be
+/// made in it.
+std::filesystem::path prepareDataDirectory(const std::filesystem::path& directory);
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,50 @@
+#include "workstation/velhost/DeviceVfs.h"
+
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace velhost {
+
+DeviceVfs::DeviceVfs(const std::filesystem::path& directory) {
+    const std::string& path = directory.native();
+    if (path.size() >= sizeof(mapping.directory)) {
+        throw std::length_error("the directory's path is too long");
+    }
+    sqlite3_vfs* base = sqlite3_vfs_find(nullptr);
+    if (base == nullptr) {
+        throw std::runtime_error("SQLite has no default VFS");
+    }
+    static_cast<sqlite3_vfs&>(mapping) = *base;
+    mapping.base = base;
+    std::memcpy(mapping.directory, path.c_str(), path.size() + 1);
+    mapping.zName = "velhost-device";
+    mapping.xFullPathname = fullPathname;
+    if (sqlite3_vfs_register(&mapping, 1) != SQLITE_OK) {
+        throw std::runtime_error("SQLite does not take the device's VFS");
+    }
+}
+
+DeviceVfs::~DeviceVfs() { sqlite3_vfs_unregister(&mapping); }
+
+std::size_t DeviceVfs::longestPath() {
+    const sqlite3_vfs* base = sqlite3_vfs_find(nullptr);
+    return base == nullptr ? 0 : static_cast<std::size_t>(base->mxPathname);
+}
+
+int DeviceVfs::fullPathname(sqlite3_vfs* vfs, const char* name, int size, char* path) noexcept {
+    const auto* mapping = static_cast<const Mapping*>(vfs);
+    const std::size_t prefix = std::strlen(deviceDirectory);
+    if (std::strncmp(name, deviceDirectory, prefix) != 0) {
+        return mapping->base->xFullPathname(mapping->base, name, size, path);
+    }
+    char mapped[2 * sizeof(mapping->directory)];
+    const int length = std::snprintf(mapped, sizeof(mapped), "%s/%s", mapping->directory, name + prefix);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof(mapped)) {
+        return SQLITE_CANTOPEN;
+    }
+    return mapping->base->xFullPathname(mapping->base, mapped, size, path);
+}
+
+} // namespace velhost

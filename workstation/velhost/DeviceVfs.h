@@ -1,0 +1,45 @@
+#ifndef WORKSTATION_VELHOST_DEVICEVFS_H
+#define WORKSTATION_VELHOST_DEVICEVFS_H
+
+#include <cstddef>
+#include <filesystem>
+
+#include <sqlite3.h>
+
+namespace velhost {
+
+/// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead: it registers a copy of the
+/// default VFS, with another step from name to full path, as the new default. All other paths stay as they are.
+///
+/// Connections that were opened meanwhile must be closed before it goes. Create and destroy it while no other thread
+/// opens a database.
+class DeviceVfs {
+public:
+    static constexpr const char* deviceDirectory = "/data/vendor/vel/";
+
+    /// `directory` should be absolute; it need not exist yet. Throws std::length_error when its path is too long and
+    /// std::runtime_error when SQLite refuses.
+    explicit DeviceVfs(const std::filesystem::path& directory);
+    ~DeviceVfs();
+
+    DeviceVfs(const DeviceVfs&) = delete;
+    DeviceVfs& operator=(const DeviceVfs&) = delete;
+
+    /// The longest path, in bytes, that SQLite opens here.
+    static std::size_t longestPath();
+
+private:
+    // Used inside SQLite's C frames: nothing that allocates or throws.
+    struct Mapping : sqlite3_vfs {
+        sqlite3_vfs* base;
+        char directory[1024];
+    };
+
+    static int fullPathname(sqlite3_vfs* vfs, const char* name, int size, char* path) noexcept;
+
+    Mapping mapping{};
+};
+
+} // namespace velhost
+
+#endif

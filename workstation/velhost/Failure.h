@@ -1,0 +1,30 @@
+#ifndef WORKSTATION_VELHOST_FAILURE_H
+#define WORKSTATION_VELHOST_FAILURE_H
+
+#include <stdexcept>
+
+namespace velhost {
+
+/// A request that cannot be met, found before anything was played or printed. `what()` is the one line for the user;
+/// the process ends with exit status 2.
+class Refusal : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A refusal that begins with the place of the mistake, "FILE:LINE: ", and is shown as it stands.
+class ScriptRefusal : public Refusal {
+public:
+    using Refusal::Refusal;
+};
+
+/// A failure on the way: part of the work may have been done. `what()` is the one line for the user; the process ends
+/// with exit status 1.
+class Failure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,29 @@
+#include "workstation/velhost/Output.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+
+#include "workstation/velhost/Failure.h"
+
+namespace velhost {
+
+namespace {
+
+[[noreturn]] void fail() { throw Failure(std::string("the output could not be written: ") + std::strerror(errno)); }
+
+} // namespace
+
+void Output::write(std::string_view text) {
+    if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) {
+        fail();
+    }
+}
+
+void Output::finish() {
+    if (std::fflush(file) != 0) {
+        fail();
+    }
+}
+
+} // namespace velhost

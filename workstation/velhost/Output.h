@@ -1,0 +1,27 @@
+#ifndef WORKSTATION_VELHOST_OUTPUT_H
+#define WORKSTATION_VELHOST_OUTPUT_H
+
+#include <cstdio>
+#include <string_view>
+
+namespace velhost {
+
+/// Standard output, or another open file, with no write left unchecked.
+class Output {
+public:
+    /// `target` stays the caller's and must outlive this object.
+    explicit Output(std::FILE* target) : file(target) {}
+
+    /// Throws Failure when the text could not be written, a closed pipe or a full disk for instance.
+    void write(std::string_view text);
+
+    /// Writes out what is still buffered. Throws Failure. Only after it is the output known to be complete.
+    void finish();
+
+private:
+    std::FILE* file;
+};
+
+} // namespace velhost
+
+#endif

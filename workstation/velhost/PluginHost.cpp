@@ -1,0 +1,64 @@
+#include "workstation/velhost/PluginHost.h"
+
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+
+#include <dlfcn.h>
+
+#include "host/Registry.h"
+#include "workstation/velhost/Failure.h"
+
+namespace velhost {
+
+namespace {
+
+constexpr const char* registeredName = "Tessary";
+
+} // namespace
+
+void PluginHost::Unloader::operator()(void* handle) const { dlclose(handle); }
+
+PluginHost::PluginHost(const std::string& path) {
+    // Without a slash the loader would look in the system's folders.
+    std::error_code error;
+    const std::string whole = std::filesystem::absolute(path, error);
+    library.reset(dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
+    if (!library) {
+        throw Refusal(std::string("the plug-in cannot be loaded: ") + dlerror());
+    }
+    factory = findFactory();
+    if (factory == nullptr) {
+        throw Refusal(whole + ": registers no feature named '" + registeredName + "'");
+    }
+}
+
+PluginHost::Factory PluginHost::findFactory() {
+    using Shared = RegistryBase<Feature, FeatureInfo>;
+    const std::lock_guard<std::mutex> lock(Shared::mMutex);
+    const auto* map = Shared::getMap();
+    if (map == nullptr) {
+        return nullptr;
+    }
+    const auto found = map->find(registeredName);
+    return found == map->end() ? nullptr : found->second;
+}
+
+std::unique_ptr<Feature> PluginHost::makeFeature(const std::string& name) const {
+    std::unique_ptr<Feature> feature;
+    try {
+        FeatureInfo description;
+        description.name = name;
+        feature.reset(factory(description));
+    } catch (const std::exception& error) {
+        throw Refusal(std::string("the feature could not be built: ") + error.what());
+    } catch (...) {
+        throw Refusal("the feature could not be built: an exception of unknown type");
+    }
+    if (!feature) {
+        throw Refusal("the feature could not be built: its factory gave none");
+    }
+    return feature;
+}
+
+} // namespace velhost

@@ -1,0 +1,40 @@
+#ifndef WORKSTATION_VELHOST_PLUGINHOST_H
+#define WORKSTATION_VELHOST_PLUGINHOST_H
+
+#include <memory>
+#include <string>
+
+#include "host/Feature.h"
+
+namespace velhost {
+
+/// A loaded plug-in and the factory that it registered under the name "Tessary".
+///
+/// The registry keeps pointers into a plug-in for as long as the process lives, so the code stays in memory when the
+/// owner goes; features may outlive it.
+class PluginHost {
+public:
+    /// Loads the library at `path`, relative to the working directory. Throws Refusal when it cannot be loaded or the
+    /// registry holds no such factory afterwards.
+    explicit PluginHost(const std::string& path);
+
+    /// Builds the feature from a description with the given name. Never null. Throws Refusal when the factory gives
+    /// none or throws.
+    std::unique_ptr<Feature> makeFeature(const std::string& name) const;
+
+private:
+    using Factory = Feature* (*)(FeatureInfo);
+
+    struct Unloader {
+        void operator()(void* handle) const;
+    };
+
+    static Factory findFactory();
+
+    std::unique_ptr<void, Unloader> library;
+    Factory factory = nullptr;
+};
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,177 @@
+#include "workstation/velhost/Printer.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "workstation/velhost/Text.h"
+
+namespace velhost {
+
+namespace {
+
+const char* nameOf(QueryField field) { return field == QueryField::type ? "type" : "weight"; }
+
+// --- text
+
+constexpr std::size_t columnCount = 7;
+constexpr std::size_t lineWidth = 80;
+constexpr std::size_t narrowestName = 24;
+constexpr const char* gap = "  ";
+
+using Cells = std::array<std::string, columnCount>;
+using Widths = std::array<std::size_t, columnCount>;
+
+const Cells& headings() {
+    static const Cells cells{"APPLICATION", "TYPE", "WEIGHT", "PEAK0", "PEAK1", "PEAK2", "VERDICT"};
+    return cells;
+}
+
+std::string verdictText(const HeavyGame& game) {
+    return std::to_string(game.sum()) + (game.isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
+}
+
+Cells cellsOf(const Classification& row) {
+    Cells cells{scriptWord(row.appName), "-", "-", "-", "-", "-", "-"};
+    if (row.stored) {
+        cells[1] = std::to_string(row.stored->type);
+        cells[2] = std::to_string(row.stored->weight);
+    }
+    if (row.heavyGame) {
+        for (std::size_t i = 0; i < row.heavyGame->peaks.size(); ++i) {
+            cells[3 + i] = std::to_string(row.heavyGame->peaks[i]);
+        }
+        cells[6] = verdictText(*row.heavyGame);
+    }
+    return cells;
+}
+
+void widen(Widths& widths, const Cells& cells) {
+    for (std::size_t i = 0; i < columnCount; ++i) {
+        widths[i] = std::max(widths[i], columnsOf(cells[i]));
+    }
+}
+
+/// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the line.
+Widths measure(ClassificationReader& reader) {
+    Widths widths{};
+    widen(widths, headings());
+    while (const auto row = reader.next()) {
+        widen(widths, cellsOf(*row));
+    }
+    std::size_t numbers = 0;
+    for (std::size_t i = 1; i < columnCount; ++i) {
+        numbers += widths[i] + 2;
+    }
+    const std::size_t room = numbers + narrowestName < lineWidth ? lineWidth - numbers : narrowestName;
+    widths[0] = std::min(widths[0], room);
+    return widths;
+}
+
+std::string lineOf(const Cells& cells, const Widths& widths) {
+    std::string line = shortened(cells[0], widths[0]);
+    line.append(widths[0] - columnsOf(line), ' ');
+    for (std::size_t i = 1; i < columnCount; ++i) {
+        line += gap;
+        line.append(widths[i] - cells[i].size(), ' ');
+        line += cells[i];
+    }
+    line += '\n';
+    return line;
+}
+
+class TextPrinter : public Printer {
+public:
+    explicit TextPrinter(Output& target) : output(target) {}
+
+    void printAnswer(const Answer& answer) override {
+        answered = true;
+        output.write(scriptWord(answer.query.appName) + " " + nameOf(answer.query.field) + " " +
+                     std::to_string(answer.value) + "\n");
+    }
+
+    void printTable(ClassificationReader& reader) override {
+        const Widths widths = measure(reader);
+        reader.restart();
+        output.write((answered ? "\n" : "") + lineOf(headings(), widths));
+        while (const auto row = reader.next()) {
+            output.write(lineOf(cellsOf(*row), widths));
+        }
+        output.finish();
+    }
+
+private:
+    Output& output;
+    bool answered = false;
+};
+
+// --- JSON
+
+using Json = nlohmann::ordered_json;
+
+Json jsonOf(const Answer& answer) {
+    return {{"line", answer.line},
+            {"application", answer.query.appName},
+            {"field", nameOf(answer.query.field)},
+            {"value", answer.value}};
+}
+
+Json jsonOf(const Classification& row) {
+    Json object{{"application", row.appName}, {"type", nullptr}, {"weight", nullptr},
+                {"peaks", nullptr},           {"sum", nullptr},  {"threshold", nullptr},
+                {"heavyGame", nullptr}};
+    if (row.stored) {
+        object["type"] = row.stored->type;
+        object["weight"] = row.stored->weight;
+    }
+    if (row.heavyGame) {
+        object["peaks"] = row.heavyGame->peaks;
+        object["sum"] = row.heavyGame->sum();
+        object["threshold"] = HeavyGame::threshold;
+        object["heavyGame"] = row.heavyGame->isHeavy();
+    }
+    return object;
+}
+
+class JsonPrinter : public Printer {
+public:
+    explicit JsonPrinter(Output& target) : output(target) {}
+
+    void printAnswer(const Answer& answer) override {
+        item(answered ? "," : "{\"answers\": [", jsonOf(answer));
+        answered = true;
+    }
+
+    void printTable(ClassificationReader& reader) override {
+        output.write(answered ? "\n],\n" : "{");
+        const char* before = "\"applications\": [";
+        while (const auto row = reader.next()) {
+            item(before, jsonOf(*row));
+            before = ",";
+        }
+        output.write(*before == ',' ? "\n]}\n" : "\"applications\": []}\n");
+        output.finish();
+    }
+
+private:
+    void item(const char* before, const Json& value) {
+        output.write(before);
+        output.write("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace));
+    }
+
+    Output& output;
+    bool answered = false;
+};
+
+} // namespace
+
+std::unique_ptr<Printer> makePrinter(Format format, Output& output) {
+    if (format == Format::json) {
+        return std::make_unique<JsonPrinter>(output);
+    }
+    return std::make_unique<TextPrinter>(output);
+}
+
+} // namespace velhost

@@ -1,0 +1,45 @@
+#ifndef WORKSTATION_VELHOST_PRINTER_H
+#define WORKSTATION_VELHOST_PRINTER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "workstation/velhost/Classification.h"
+#include "workstation/velhost/Output.h"
+#include "workstation/velhost/Script.h"
+
+namespace velhost {
+
+enum class Format { text, json };
+
+/// What the feature said to a query of the script.
+struct Answer {
+    const QueryCall& query;
+    std::size_t line; ///< of the script
+    std::int32_t value;
+};
+
+/// Prints the answers to queries and then, once, the classification. Memory does not grow with either.
+class Printer {
+public:
+    virtual ~Printer() = default;
+
+    /// Only before `printTable`. Throws Failure when the output fails.
+    virtual void printAnswer(const Answer& answer) = 0;
+
+    /// Prints what `reader` gives and completes the output. Throws Failure when the reader or the output fails.
+    virtual void printTable(ClassificationReader& reader) = 0;
+};
+
+/// A printer onto `output`, which must outlive it.
+///
+/// Text: "APP FIELD VALUE" for an answer; a table, 80 columns wide unless its numbers need more, with long names
+/// shortened in the middle. Names stand as a script writes them.
+/// JSON: one object, {"answers":[...],"applications":[...]}, "answers" only if there was a query; always valid, names
+/// whole, with U+FFFD for what is not UTF-8 in them.
+std::unique_ptr<Printer> makePrinter(Format format, Output& output);
+
+} // namespace velhost
+
+#endif

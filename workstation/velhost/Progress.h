@@ -1,0 +1,33 @@
+#ifndef WORKSTATION_VELHOST_PROGRESS_H
+#define WORKSTATION_VELHOST_PROGRESS_H
+
+#include <chrono>
+#include <cstddef>
+
+namespace velhost {
+
+/// A line on standard error that says how far a long replay has come. Only on a terminal, and not before the replay has
+/// taken a moment; cleared when the owner goes.
+class Progress {
+public:
+    explicit Progress(std::size_t callCount);
+    ~Progress();
+
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    /// `done` calls were made.
+    void update(std::size_t done);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    std::size_t total;
+    bool onTerminal;
+    bool shown = false;
+    Clock::time_point due;
+};
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,61 @@
+#ifndef WORKSTATION_VELHOST_STOREDTABLE_H
+#define WORKSTATION_VELHOST_STOREDTABLE_H
+
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <sqlite3.h>
+
+namespace velhost {
+
+/// The rows of one table of the row store, read one by one in the byte order of their application names. It relies on
+/// nothing that a foreign file may lack: a NULL name reads as empty, a short or missing blob as far as it goes, the
+/// rest zero. Not copyable, for one thread.
+class StoredTable {
+public:
+    /// The integers at the beginning of a row's blob.
+    using Numbers = std::array<std::int32_t, 3>;
+
+    /// Opens the database `file` and stands on the first row of `table`. Throws Failure, which calls the file
+    /// `shownFile`, when it is no database or has no such table with the columns of the row store.
+    StoredTable(const std::filesystem::path& file, const std::string& table, std::string shownFile);
+
+    bool atEnd() const { return ended; }
+
+    /// The row it stands on; only before the end.
+    const std::string& appName() const { return name; }
+    const Numbers& numbers() const { return values; }
+
+    /// Goes to the next row; only before the end. Throws Failure when it cannot be read.
+    void advance();
+
+    /// Goes back to the first row. Throws Failure when it cannot be read.
+    void restart();
+
+private:
+    struct Closer {
+        void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+        void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+    };
+    using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
+
+    void open(const std::filesystem::path& file);
+    void requireTable(const std::string& table);
+    Statement prepare(const std::string& sql);
+    bool step(sqlite3_stmt* statement);
+    [[noreturn]] void fail() const;
+
+    std::string shown;
+    std::unique_ptr<sqlite3, Closer> connection;
+    Statement rows;
+    bool ended = false;
+    std::string name;
+    Numbers values{};
+};
+
+} // namespace velhost
+
+#endif

@@ -1,0 +1,40 @@
+#ifndef WORKSTATION_VELHOST_TEMPORARY_H
+#define WORKSTATION_VELHOST_TEMPORARY_H
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+
+namespace velhost {
+
+struct FileCloser {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+/// An open file of the C library, closed with its owner.
+using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
+
+/// Opens a new empty file without a name, for writing and reading; it takes no room any more once it is closed.
+/// Throws Refusal when the system's directory for temporary files (TMPDIR) does not take it.
+FileHandle openNamelessFile();
+
+/// A new directory that only this user can enter. It is removed with all it holds when its owner goes.
+class TemporaryDirectory {
+public:
+    /// Throws Refusal when it cannot be made.
+    TemporaryDirectory();
+    ~TemporaryDirectory();
+
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    /// The absolute path.
+    const std::filesystem::path& path() const { return directory; }
+
+private:
+    std::filesystem::path directory;
+};
+
+} // namespace velhost
+
+#endif
