@@ -4,6 +4,7 @@ namespace velhost {
 
 namespace {
 
+/// The signed reading of a sum made in unsigned arithmetic, where overflow is defined.
 std::int32_t wrapped(std::uint32_t value) { return static_cast<std::int32_t>(value); }
 
 } // namespace
@@ -13,10 +14,12 @@ std::int32_t HeavyGame::sum() const {
     return wrapped(2 * peak(0) + peak(1) + 2 * peak(2));
 }
 
+// The rule compares "sum - 1700 > 199", not "sum >= 1900": where the difference wraps the two disagree.
 bool HeavyGame::isHeavy() const { return wrapped(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
 
 ClassificationReader::ClassificationReader(const DatabaseFiles& files, const DatabaseFiles& shown)
     : classifier(files.classifier, "Tessary", shown.classifier) {
+    // The feature makes both files when it starts; one is missing when only the other was pulled or could be opened.
     if (files.hasHeavyGame()) {
         peaks.emplace(files.heavyGame, "HeavyGame", shown.heavyGame);
     }

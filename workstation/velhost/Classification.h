@@ -9,12 +9,16 @@
 #include "workstation/velhost/DatabaseFiles.h"
 #include "workstation/velhost/StoredTable.h"
 
+// What a feature has learnt, as its two databases hold it. The feature's own reading of the files is not used: this one
+// must cope with files that the feature never wrote, and show what the feature would pass over.
+
 namespace velhost {
 
 /// The three peaks of an application and what the heavy-game rule makes of them.
 struct HeavyGame {
     static constexpr std::int32_t threshold = 1900;
 
+    /// The largest values ever reported, in the order of the report.
     StoredTable::Numbers peaks{};
 
     /// 2 * peak 0 + peak 1 + 2 * peak 2 in wrapping 32-bit arithmetic.
@@ -27,12 +31,14 @@ struct HeavyGame {
 
 /// What the two databases hold about one application. At least one of the two parts is there.
 struct Classification {
+    /// The two numbers of a classifier row.
     struct Stored {
         std::int32_t type;
         std::int32_t weight;
     };
 
-    std::string appName; ///< any bytes
+    /// Any bytes.
+    std::string appName;
     std::optional<Stored> stored;
     std::optional<HeavyGame> heavyGame;
 };
@@ -52,7 +58,9 @@ public:
     void restart();
 
 private:
+    // Both sorted alike, so that equal names meet.
     StoredTable classifier;
+    // Nothing when the file is missing.
     std::optional<StoredTable> peaks;
 };
 

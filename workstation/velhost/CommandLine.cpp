@@ -12,6 +12,7 @@ namespace velhost {
 
 namespace {
 
+// What the help adds to the list of options. The tables in it are what the examples really print.
 constexpr const char* mainFooter = R"(Example:
   velhost replay examples/day.triggers
 
@@ -47,6 +48,7 @@ The files and their folder are not changed: a private copy is read.)";
 /// The build tree that this program lies in, wherever that was moved.
 fs::path buildTree() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
 
+/// The options that say which files are meant and how they are printed.
 void addCommonOptions(CLI::App& command, DumpOptions& options) {
     command.add_option("--data", options.data, "Directory of the database files")->type_name("DIR");
     command.add_option("--name", options.name, "Name of the feature and its files (Tessary)")->type_name("NAME");
@@ -64,6 +66,7 @@ CLI::App* addReplay(CLI::App& app, ReplayOptions& options) {
     command->add_option("FILE", options.script, "Script to play; - (default) is standard input")->type_name("");
     addCommonOptions(*command, options);
     command->add_option("--plugin", options.plugin, "Plug-in to load (build tree's libtessary.so)")->type_name("PATH");
+    // One value for each --prop, or the script behind it would be taken for another.
     command->add_option("--prop", options.properties, "Set a system property before the load (repeatable)")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
@@ -82,6 +85,7 @@ CLI::App* addDump(CLI::App& app, DumpOptions& options) {
 } // namespace
 
 int run(int argc, char** argv) {
+    // The options must outlive the parser, which fills them through references.
     ReplayOptions replayOptions;
     DumpOptions dumpOptions;
     replayOptions.data = dumpOptions.data = buildTree() / "data";
@@ -94,6 +98,7 @@ int run(int argc, char** argv) {
     addDump(app, dumpOptions);
     try {
         app.parse(argc, argv);
+        // Help and version come as exceptions too. An error in CLI11's own form takes several lines and other statuses.
     } catch (const CLI::Success& help) {
         app.exit(help, std::cout, std::cerr);
         Output(stdout).finish();

@@ -12,16 +12,24 @@
 
 namespace velhost {
 
+/// What `dump` is asked to do.
 struct DumpOptions {
-    std::filesystem::path data; ///< the directory of the database files
+    /// The directory of the database files.
+    std::filesystem::path data;
+    /// The feature's name, from which the files have theirs.
     std::string name = "Tessary";
     Format format = Format::text;
 };
 
+/// What `replay` is asked to do: the files are those that it plays into.
 struct ReplayOptions : DumpOptions {
-    std::string script = "-"; ///< "-" is standard input
+    /// "-" is standard input.
+    std::string script = "-";
+    /// The library to load.
     std::filesystem::path plugin;
-    std::vector<std::string> properties; ///< "KEY=VALUE" each
+    /// System properties to set before the load, in this order; "KEY=VALUE" each.
+    std::vector<std::string> properties;
+    /// Drops the log lines of the plug-in, at every priority.
     bool quiet = false;
 };
 

@@ -4,6 +4,9 @@
 #include "workstation/velhost/DatabaseFiles.h"
 #include "workstation/velhost/Temporary.h"
 
+// How the files of a device are read without touching them: not even SQLite's reading of a database is free of writes,
+// since the write-ahead log beside it has to be recovered, indexed and in the end removed.
+
 namespace velhost {
 
 /// A private copy of a feature's database files with the logs and journals beside them, which hold committed rows that
@@ -13,7 +16,7 @@ public:
     /// Throws Refusal when a file cannot be copied or the classifier's is missing. The files should not be in use.
     explicit DatabaseCopy(const DatabaseFiles& originals);
 
-    /// The copies, there for as long as this object.
+    /// The copies. They may be written to and are removed with this object.
     const DatabaseFiles& files() const { return copies; }
 
 private:

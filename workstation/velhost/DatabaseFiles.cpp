@@ -22,9 +22,11 @@ fs::path heavyGamePath(const fs::path& directory, const std::string& name) {
     return directory / (name + "HeavyGame.db");
 }
 
+/// SQLite would only say that it cannot open the file, and the feature would go on without it.
 void refuseLongPath(const fs::path& directory, const std::string& name) {
     std::error_code error;
     const std::string longest = heavyGamePath(fs::absolute(directory, error), name).native() + "-journal";
+    // File systems end at 255 bytes for a name, with its ending.
     if (name.size() > 200 || longest.size() > DeviceVfs::longestPath()) {
         throw Refusal(directory.string() + ": the path or the name " + named(name) + " is too long for SQLite");
     }
@@ -48,6 +50,7 @@ DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     if (directory.empty()) {
         throw Refusal("the data directory has no name");
     }
+    // The name goes into a path as it is.
     if (name.find('/') != std::string::npos) {
         throw Refusal("the name " + named(name) + " must not hold a '/'");
     }
@@ -56,6 +59,7 @@ DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
 
 bool DatabaseFiles::hasHeavyGame() const {
     std::error_code error;
+    // When that cannot be told, opening it will say why.
     return fs::exists(heavyGame, error) || error;
 }
 
@@ -68,6 +72,7 @@ void noteMissingPeaks(const DatabaseFiles& files) {
 fs::path prepareDataDirectory(const fs::path& directory) {
     std::error_code error;
     fs::create_directories(directory, error);
+    // Links resolved: SQLite is given this path for as long as the feature lives.
     fs::path whole = error ? fs::path() : fs::canonical(directory, error);
     if (error) {
         throw Refusal(directory.string() + ": no data directory: " + error.message());

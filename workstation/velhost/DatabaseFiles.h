@@ -4,9 +4,12 @@
 #include <filesystem>
 #include <string>
 
+// The names and the place of a feature's two databases, NAME.db and NAMEHeavyGame.db, on a workstation.
+
 namespace velhost {
 
 /// Where a feature's two databases lie. The heavy-game file may be missing.
+/// Only names: nothing is opened, and nothing need exist.
 struct DatabaseFiles {
     std::filesystem::path classifier;
     std::filesystem::path heavyGame;

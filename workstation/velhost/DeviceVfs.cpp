@@ -16,6 +16,7 @@ DeviceVfs::DeviceVfs(const std::filesystem::path& directory) {
     if (base == nullptr) {
         throw std::runtime_error("SQLite has no default VFS");
     }
+    // Everything but the name and this one step stays the base's, its private data included.
     static_cast<sqlite3_vfs&>(mapping) = *base;
     mapping.base = base;
     std::memcpy(mapping.directory, path.c_str(), path.size() + 1);
@@ -34,11 +35,13 @@ std::size_t DeviceVfs::longestPath() {
 }
 
 int DeviceVfs::fullPathname(sqlite3_vfs* vfs, const char* name, int size, char* path) noexcept {
+    // SQLite hands back the pointer that was registered.
     const auto* mapping = static_cast<const Mapping*>(vfs);
     const std::size_t prefix = std::strlen(deviceDirectory);
     if (std::strncmp(name, deviceDirectory, prefix) != 0) {
         return mapping->base->xFullPathname(mapping->base, name, size, path);
     }
+    // Room for the directory and for a name as long again.
     char mapped[2 * sizeof(mapping->directory)];
     const int length = std::snprintf(mapped, sizeof(mapped), "%s/%s", mapping->directory, name + prefix);
     if (length < 0 || static_cast<std::size_t>(length) >= sizeof(mapped)) {

@@ -6,6 +6,9 @@
 
 #include <sqlite3.h>
 
+// How the plug-in's fixed directory comes to be a real one, without a hook in the plug-in: it asks SQLite for a path
+// below the device's directory, and SQLite asks its default VFS what file that is.
+
 namespace velhost {
 
 /// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead: it registers a copy of the
@@ -15,6 +18,7 @@ namespace velhost {
 /// opens a database.
 class DeviceVfs {
 public:
+    /// The directory that a device has and a workstation lacks.
     static constexpr const char* deviceDirectory = "/data/vendor/vel/";
 
     /// `directory` should be absolute; it need not exist yet. Throws std::length_error when its path is too long and
@@ -22,6 +26,7 @@ public:
     explicit DeviceVfs(const std::filesystem::path& directory);
     ~DeviceVfs();
 
+    // SQLite holds its address.
     DeviceVfs(const DeviceVfs&) = delete;
     DeviceVfs& operator=(const DeviceVfs&) = delete;
 
@@ -35,6 +40,8 @@ private:
         char directory[1024];
     };
 
+    /// xFullPathname: the real path for a path below the device's directory, the base's answer for any other. A path
+    /// that does not fit is SQLITE_CANTOPEN.
     static int fullPathname(sqlite3_vfs* vfs, const char* name, int size, char* path) noexcept;
 
     Mapping mapping{};

@@ -8,6 +8,7 @@ namespace velhost {
 
 namespace {
 
+/// Opens the copy, speaking of the originals if that fails.
 ClassificationReader openCopy(const DatabaseCopy& copy, const DatabaseFiles& originals) {
     try {
         return {copy.files(), originals};
@@ -20,6 +21,7 @@ ClassificationReader openCopy(const DatabaseCopy& copy, const DatabaseFiles& ori
 
 void dump(const DumpOptions& options) {
     const DatabaseFiles originals(options.data, options.name);
+    // Lives until the reader is gone, which has the copies open.
     const DatabaseCopy copy(originals);
     ClassificationReader reader = openCopy(copy, originals);
     noteMissingPeaks(originals);

@@ -3,6 +3,9 @@
 
 #include <stdexcept>
 
+// The two ways in which velhost fails. The difference is what the user must look after: a refusal has left everything
+// as it was. All errors below the command line come as one of these; what else is thrown counts as a Failure.
+
 namespace velhost {
 
 /// A request that cannot be met, found before anything was played or printed. `what()` is the one line for the user;

@@ -21,6 +21,7 @@ void Output::write(std::string_view text) {
 }
 
 void Output::finish() {
+    // A full disk may show only here.
     if (std::fflush(file) != 0) {
         fail();
     }

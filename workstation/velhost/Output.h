@@ -4,6 +4,9 @@
 #include <cstdio>
 #include <string_view>
 
+// A command whose output was lost must not end as if it had succeeded, so no write goes unchecked, and none is tried
+// after one that failed: who writes is stopped by the exception.
+
 namespace velhost {
 
 /// Standard output, or another open file, with no write left unchecked.

@@ -13,6 +13,7 @@ namespace velhost {
 
 namespace {
 
+// Fixed, whatever name the description gives to the feature and its files.
 constexpr const char* registeredName = "Tessary";
 
 } // namespace
@@ -23,10 +24,12 @@ PluginHost::PluginHost(const std::string& path) {
     // Without a slash the loader would look in the system's folders.
     std::error_code error;
     const std::string whole = std::filesystem::absolute(path, error);
+    // All symbols now: a plug-in that lacks one is refused here and does not end the replay halfway.
     library.reset(dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
     if (!library) {
         throw Refusal(std::string("the plug-in cannot be loaded: ") + dlerror());
     }
+    // Loading ran the static initialisation that registers the feature, so the entry is there by now or never.
     factory = findFactory();
     if (factory == nullptr) {
         throw Refusal(whole + ": registers no feature named '" + registeredName + "'");
@@ -45,6 +48,7 @@ PluginHost::Factory PluginHost::findFactory() {
 }
 
 std::unique_ptr<Feature> PluginHost::makeFeature(const std::string& name) const {
+    // The factory and the constructor behind it let exceptions pass, of which std::bad_alloc is the likely one.
     std::unique_ptr<Feature> feature;
     try {
         FeatureInfo description;

@@ -6,6 +6,8 @@
 
 #include "host/Feature.h"
 
+// The part of the host that a plug-in sees: the dynamic loader, the registry and the description of a feature.
+
 namespace velhost {
 
 /// A loaded plug-in and the factory that it registered under the name "Tessary".
@@ -29,9 +31,12 @@ private:
         void operator()(void* handle) const;
     };
 
+    /// Null when there is no map or no entry.
     static Factory findFactory();
 
+    // Held for the loader's count alone.
     std::unique_ptr<void, Unloader> library;
+    // Points into the library; never null once constructed.
     Factory factory = nullptr;
 };
 

@@ -16,6 +16,7 @@ const char* nameOf(QueryField field) { return field == QueryField::type ? "type"
 
 // --- text
 
+// A name gets what the numbers leave of the line, but at least `narrowestName` columns.
 constexpr std::size_t columnCount = 7;
 constexpr std::size_t lineWidth = 80;
 constexpr std::size_t narrowestName = 24;
@@ -33,6 +34,7 @@ std::string verdictText(const HeavyGame& game) {
     return std::to_string(game.sum()) + (game.isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
 }
 
+/// One line of the table, before widths: "-" stands for what has no row.
 Cells cellsOf(const Classification& row) {
     Cells cells{scriptWord(row.appName), "-", "-", "-", "-", "-", "-"};
     if (row.stored) {
@@ -48,6 +50,7 @@ Cells cellsOf(const Classification& row) {
     return cells;
 }
 
+/// Raises each width to what the cells need.
 void widen(Widths& widths, const Cells& cells) {
     for (std::size_t i = 0; i < columnCount; ++i) {
         widths[i] = std::max(widths[i], columnsOf(cells[i]));
@@ -70,6 +73,7 @@ Widths measure(ClassificationReader& reader) {
     return widths;
 }
 
+/// Names on the left, numbers on the right of their columns. Only the first cell is ever shortened or not ASCII.
 std::string lineOf(const Cells& cells, const Widths& widths) {
     std::string line = shortened(cells[0], widths[0]);
     line.append(widths[0] - columnsOf(line), ' ');
@@ -93,6 +97,7 @@ public:
     }
 
     void printTable(ClassificationReader& reader) override {
+        // Reading twice costs time instead of memory, and finds a damaged file before the first line is out.
         const Widths widths = measure(reader);
         reader.restart();
         output.write((answered ? "\n" : "") + lineOf(headings(), widths));
@@ -118,6 +123,7 @@ Json jsonOf(const Answer& answer) {
             {"value", answer.value}};
 }
 
+/// Every field is there in every object, null where there is no row, so that readers need no cases.
 Json jsonOf(const Classification& row) {
     Json object{{"application", row.appName}, {"type", nullptr}, {"weight", nullptr},
                 {"peaks", nullptr},           {"sum", nullptr},  {"threshold", nullptr},
@@ -151,13 +157,16 @@ public:
             item(before, jsonOf(*row));
             before = ",";
         }
+        // `before` still opens the list when there was no row.
         output.write(*before == ',' ? "\n]}\n" : "\"applications\": []}\n");
         output.finish();
     }
 
 private:
+    /// One object a line: large outputs stay fit for line tools.
     void item(const char* before, const Json& value) {
         output.write(before);
+        // ASCII alone: valid whatever the name, and nothing that a terminal would act on.
         output.write("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace));
     }
 

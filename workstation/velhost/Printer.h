@@ -9,14 +9,19 @@
 #include "workstation/velhost/Output.h"
 #include "workstation/velhost/Script.h"
 
+// What velhost prints on standard output. Each line is written as soon as it is known and kept nowhere.
+
 namespace velhost {
 
+/// The forms in which a command prints what it found.
 enum class Format { text, json };
 
 /// What the feature said to a query of the script.
 struct Answer {
+    /// Must outlive the answer.
     const QueryCall& query;
-    std::size_t line; ///< of the script
+    /// The line of the script that asked.
+    std::size_t line;
     std::int32_t value;
 };
 

@@ -8,6 +8,7 @@ namespace velhost {
 
 namespace {
 
+// Also the time that a replay must take before it shows anything.
 constexpr std::chrono::milliseconds interval{250};
 
 } // namespace

@@ -4,19 +4,22 @@
 #include <chrono>
 #include <cstddef>
 
+// A replay commits every change to disk before the next call, so a long script takes its time.
+
 namespace velhost {
 
 /// A line on standard error that says how far a long replay has come. Only on a terminal, and not before the replay has
 /// taken a moment; cleared when the owner goes.
 class Progress {
 public:
+    /// `callCount` calls lie ahead. Whether standard error is a terminal is asked here, once.
     explicit Progress(std::size_t callCount);
     ~Progress();
 
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// `done` calls were made.
+    /// `done` calls were made. Cheap enough for every call: it writes a few times a second at most.
     void update(std::size_t done);
 
 private:

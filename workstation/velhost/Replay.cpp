@@ -16,6 +16,7 @@ namespace velhost {
 
 namespace {
 
+/// Sets the property that "KEY=VALUE" says; the value may hold further equals signs.
 void setProperty(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -43,6 +44,7 @@ public:
 
 private:
     void ask(QueryCall& query, std::size_t line) {
+        // Any other selector than the weight's asks for the type.
         constexpr int typeSelector = 0;
         constexpr int weightSelector = 1;
         featureData data;
@@ -54,6 +56,7 @@ private:
     Printer& printer;
 };
 
+/// The calls of the script, in order, each done before the next is read.
 void playAll(ScriptFile& script, Caller& caller) {
     Progress progress(script.callCount());
     std::size_t done = 0;
@@ -63,10 +66,12 @@ void playAll(ScriptFile& script, Caller& caller) {
     }
 }
 
+/// Names the line at which the feature threw. Whatever the earlier lines did is on disk.
 void play(ScriptFile& script, Feature& feature, Printer& printer) {
     Caller caller(feature, printer);
     try {
         playAll(script, caller);
+        // A failure of the script's copy or of the output has its own words; what is left came out of the plug-in.
     } catch (const Failure&) {
         throw;
     } catch (const std::exception& error) {
@@ -87,11 +92,13 @@ void replay(const ReplayOptions& options) {
     if (options.quiet) {
         __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
     }
+    // The plug-in comes before the directory: without it nothing is made.
     const PluginHost host(options.plugin);
     const auto directory = prepareDataDirectory(options.data);
     const DatabaseFiles files(directory, options.name);
     Output output(stdout);
     const auto printer = makePrinter(options.format, output);
+    // The feature closes its files before the VFS goes and before they are read.
     {
         const DeviceVfs vfs(directory);
         const auto feature = host.makeFeature(options.name);

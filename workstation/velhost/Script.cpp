@@ -13,6 +13,7 @@ namespace {
 
 using Words = std::vector<std::string>;
 
+// The two triggers that the feature acts on. The classification trigger packs its two numbers into one word.
 constexpr std::uint32_t classificationTrigger = 4164;
 constexpr std::uint32_t weightTrigger = 4165;
 constexpr std::uint32_t largestType = 0xFFFFFF;
@@ -20,6 +21,7 @@ constexpr std::uint32_t largestOperation = 0xFF;
 
 /// Returns the number that `word` stands for; beyond 64 bits it gives the largest or smallest there is.
 std::int64_t readNumber(const std::string& word) {
+    // Base 10 reads leading zeros as zeros; there is no octal. A sign may stand before either form, a plus may not.
     const bool negative = word.front() == '-';
     const char* begin = word.data() + (negative ? 1 : 0);
     const char* end = word.data() + word.size();
@@ -33,6 +35,7 @@ std::int64_t readNumber(const std::string& word) {
     if (begin == end || result.ptr != end) {
         throw ScriptFault(named(word) + " is not a number");
     }
+    // Every range asked for is far within 64 bits, so that a clamped value is out of range too.
     constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
     const bool fits = result.ec == std::errc() && magnitude <= largest;
     const auto value = static_cast<std::int64_t>(fits ? magnitude : largest);
@@ -57,6 +60,7 @@ Number numberFrom(const std::string& word) {
     return numberFrom(word, std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max());
 }
 
+// One builder for each command. `words` holds the command and as many arguments as its entry below allows.
 Call classify(const Words& words) {
     const auto type = numberFrom<std::uint32_t>(words[2], 0, largestType);
     const std::uint32_t operation = words.size() > 3 ? numberFrom<std::uint32_t>(words[3], 0, largestOperation) : 1;
@@ -92,6 +96,7 @@ Call trigger(const Words& words) {
                                numberFrom<std::int32_t>(words[4])};
 }
 
+/// A command of the language and how many arguments it takes.
 struct Command {
     const char* name;
     const char* arguments;
@@ -109,6 +114,7 @@ constexpr Command commands[] = {
     {"trigger", "ID ARG APP VALUE", 4, 4, trigger},
 };
 
+/// Throws when the language has no such command.
 const Command& commandNamed(const std::string& name) {
     const auto* found = std::find_if(std::begin(commands), std::end(commands),
                                      [&name](const Command& command) { return name == command.name; });
@@ -126,6 +132,7 @@ Call buildCall(const Command& command, const Words& words) {
     return command.build(words);
 }
 
+/// Puts the command's name before what is wrong with its arguments.
 Call callFrom(const Words& words) {
     const Command& command = commandNamed(words[0]);
     try {

@@ -25,10 +25,13 @@ namespace velhost {
 
 /// Values that a host component reports for an application.
 struct ReportCall {
+    /// Any bytes, none included, here and in the other calls.
     std::string appName;
+    /// The feature makes nothing of fewer than three, and takes no notice of a fourth.
     std::vector<int> values;
 };
 
+/// What is asked about an application: the selector of the feature's getData.
 enum class QueryField { type, weight };
 
 /// A question about an application.
@@ -43,8 +46,10 @@ using Call = std::variant<AsyncTriggerPayload, ReportCall, QueryCall>;
 /// What one line comes to: a call, or an error in words for the writer of the script, or neither when the line holds
 /// nothing but blanks and a comment.
 struct ParsedLine {
+    /// Whoever makes the call may change it: the feature takes names by reference.
     std::optional<Call> call;
-    std::string error; ///< empty unless the line is wrong; one printable line
+    /// Empty unless the line is wrong; one printable line.
+    std::string error;
 };
 
 /// Reads one line of a script, without its line end; a carriage return at its end is dropped. Any bytes will do as

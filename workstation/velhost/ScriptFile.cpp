@@ -9,6 +9,7 @@ namespace velhost {
 
 namespace {
 
+// What came of reading one line.
 enum class Read { line, end, tooLong, failed };
 
 /// Reads one line, without its line end, into `text`. A last line needs no line end.
@@ -16,6 +17,7 @@ Read readLine(std::FILE* source, std::string& text) {
     text.clear();
     int byte = 0;
     while ((byte = getc_unlocked(source)) != EOF && byte != '\n') {
+        // A bound, or a file without line ends would be read into memory whole.
         if (text.size() == ScriptFile::longestLine) {
             return Read::tooLong;
         }
@@ -39,6 +41,7 @@ ScriptFile::ScriptFile(const std::string& path) : name(path == "-" ? "<stdin>" :
         }
         checkAndCopy(source.get());
     }
+    // From here on the numbers count the lines played.
     std::rewind(copy.get());
     line = 0;
 }
@@ -53,6 +56,7 @@ void ScriptFile::checkAndCopy(std::FILE* source) {
             throw ScriptRefusal(position() + ": " + parsed.error);
         }
         calls += parsed.call ? 1 : 0;
+        // Comments and empty lines too, so that the lines keep their numbers.
         keep(text);
     }
     if (outcome == Read::failed) {
@@ -68,6 +72,7 @@ void ScriptFile::checkAndCopy(std::FILE* source) {
 }
 
 void ScriptFile::keep(const std::string& text) {
+    // A full disk must refuse the script and not shorten it.
     const bool whole = std::fwrite(text.data(), 1, text.size(), copy.get()) == text.size();
     if (!whole || std::fputc('\n', copy.get()) == EOF) {
         throw Refusal(name + ": no temporary copy: " + std::strerror(errno));

@@ -8,6 +8,9 @@
 #include "workstation/velhost/Script.h"
 #include "workstation/velhost/Temporary.h"
 
+// A script from the outside: read once, held against the language, and kept for playing. Its size is limited by the
+// room for temporary files, not by memory.
+
 namespace velhost {
 
 /// A script that was found good as a whole. While it is checked it is copied into a temporary file, so that what is
@@ -34,10 +37,13 @@ public:
     std::string position() const;
 
 private:
+    /// Reads `source` to its end, line by line, into `copy`.
     void checkAndCopy(std::FILE* source);
+    /// Appends one line to the copy.
     void keep(const std::string& text);
 
     std::string name;
+    // Without a name, so that nothing is left behind however the process ends.
     FileHandle copy;
     std::size_t calls = 0;
     std::size_t line = 0;

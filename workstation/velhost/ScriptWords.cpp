@@ -28,6 +28,7 @@ public:
     std::string next() { return rest.front() == '"' ? quotedWord() : bareWord(); }
 
 private:
+    /// The next byte inside quotes.
     char take() {
         if (rest.empty()) {
             throw ScriptFault("the closing quote is missing");
@@ -40,6 +41,7 @@ private:
     std::string bareWord() {
         std::string word(rest.substr(0, rest.find_first_of(" \t")));
         rest.remove_prefix(word.size());
+        // A stray quote or backslash is more likely a mistake than part of a package name.
         for (const char byte : word) {
             if (byte == '"' || byte == '\\' || isControl(byte)) {
                 throw ScriptFault(named(word) + " must stand in quotes");
@@ -57,12 +59,14 @@ private:
             }
             word += byte == '\\' ? escape() : byte;
         }
+        // "a"b would read as two words or as one; neither is what was meant.
         if (!rest.empty() && !isBlank(rest.front())) {
             throw ScriptFault("no blank after the closing quote of " + named(word));
         }
         return word;
     }
 
+    /// The byte that an escape stands for, its backslash already taken.
     char escape() {
         const char byte = take();
         switch (byte) {
@@ -85,6 +89,7 @@ private:
     }
 
     char hexadecimal() {
+        // from_chars takes neither sign nor prefix, so two digits are two digits.
         unsigned char value = 0;
         const char* end = rest.data() + (rest.size() < 2 ? rest.size() : 2);
         if (std::from_chars(rest.data(), end, value, 16).ptr != rest.data() + 2) {

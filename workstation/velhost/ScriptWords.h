@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+// The lower half of the script language: words. What a line of them means is the upper half (Script.h).
+
 namespace velhost {
 
 /// What is wrong with a line of a script, in words for its writer.

@@ -10,6 +10,7 @@ namespace velhost {
 
 namespace {
 
+// How long a writer in another process is waited for.
 constexpr int busyMilliseconds = 2000;
 
 /// The order of std::string: by bytes of UTF-8, whatever the encoding of the file.
@@ -35,14 +36,18 @@ StoredTable::StoredTable(const std::filesystem::path& file, const std::string& t
     : shown(std::move(shownFile)) {
     open(file);
     requireTable(table);
+    // The casts give every row bytes, whatever type a foreign writer stored; the part of a blob that counts keeps the
+    // sort small. SQLite sorts beyond its cache on disk.
     rows = prepare("SELECT CAST(appName AS TEXT), substr(CAST(blob AS BLOB), 1, 12) FROM " + table +
                    " ORDER BY 1 COLLATE appBytes, rowid");
     advance();
 }
 
 void StoredTable::open(const std::filesystem::path& file) {
+    // For writing as well: reading a database in write-ahead mode may have to repair and index its log.
     sqlite3* opened = nullptr;
     const int result = sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
+    // A failed open leaves a handle too, which has the reason and must be closed.
     connection.reset(opened);
     if (result != SQLITE_OK) {
         fail();
@@ -84,6 +89,7 @@ bool StoredTable::step(sqlite3_stmt* statement) {
 void StoredTable::fail() const { throw Failure(shown + ": " + sqlite3_errmsg(connection.get())); }
 
 void StoredTable::advance() {
+    // The pointers of a column are asked for before its size: asking for them may convert it.
     ended = !step(rows.get());
     if (ended) {
         return;

@@ -9,6 +9,9 @@
 
 #include <sqlite3.h>
 
+// One database file, read with bare SQLite. A file that is no database opens cleanly and fails at the first statement,
+// which is why opening, checking and the first row are one step here.
+
 namespace velhost {
 
 /// The rows of one table of the row store, read one by one in the byte order of their application names. It relies on
@@ -23,6 +26,7 @@ public:
     /// `shownFile`, when it is no database or has no such table with the columns of the row store.
     StoredTable(const std::filesystem::path& file, const std::string& table, std::string shownFile);
 
+    /// True when there is no row to stand on any more.
     bool atEnd() const { return ended; }
 
     /// The row it stands on; only before the end.
@@ -42,13 +46,18 @@ private:
     };
     using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
+    /// Opens the connection and keeps a foreign schema from running anything.
     void open(const std::filesystem::path& file);
+    /// Throws unless `table` is an ordinary table of the file.
     void requireTable(const std::string& table);
     Statement prepare(const std::string& sql);
+    /// False at the end of the rows.
     bool step(sqlite3_stmt* statement);
+    /// Throws Failure with SQLite's words for what went wrong last.
     [[noreturn]] void fail() const;
 
     std::string shown;
+    // In this order: the statement must go before its connection.
     std::unique_ptr<sqlite3, Closer> connection;
     Statement rows;
     bool ended = false;

@@ -14,6 +14,7 @@ namespace velhost {
 
 namespace {
 
+/// A pattern for mkstemp and mkdtemp, absolute so that nothing in it is taken for an option or a URI.
 std::string temporaryTemplate() {
     std::error_code error;
     const auto directory = std::filesystem::temp_directory_path(error);
@@ -23,6 +24,7 @@ std::string temporaryTemplate() {
     return std::filesystem::absolute(directory) / "velhost-XXXXXX";
 }
 
+/// Refuses for the reason in errno, before anything else can change it.
 [[noreturn]] void refuse(const std::string& path) { throw Refusal(path + ": " + std::strerror(errno)); }
 
 } // namespace
@@ -33,6 +35,7 @@ FileHandle openNamelessFile() {
     if (descriptor < 0) {
         refuse(path);
     }
+    // Nothing is left behind, however the process ends.
     unlink(path.c_str());
     FileHandle file(fdopen(descriptor, "w+"));
     if (!file) {
@@ -51,6 +54,7 @@ TemporaryDirectory::TemporaryDirectory() {
 }
 
 TemporaryDirectory::~TemporaryDirectory() {
+    // A destructor has nobody to tell; what cannot be removed stays in the directory for temporary files.
     std::error_code ignored;
     std::filesystem::remove_all(directory, ignored);
 }

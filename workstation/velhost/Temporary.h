@@ -5,8 +5,11 @@
 #include <filesystem>
 #include <memory>
 
+// Files that exist for the time of one command, in the system's directory for them.
+
 namespace velhost {
 
+/// Closes a file without asking how that went: for files that were read, or that go with the process.
 struct FileCloser {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -23,12 +26,13 @@ class TemporaryDirectory {
 public:
     /// Throws Refusal when it cannot be made.
     TemporaryDirectory();
+    /// What cannot be removed stays, without a word.
     ~TemporaryDirectory();
 
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    /// The absolute path.
+    /// The absolute path; there for as long as this object.
     const std::filesystem::path& path() const { return directory; }
 
 private:

@@ -16,6 +16,7 @@ constexpr Range hiddenCharacters[] = {{0x0, 0x1F},      {0x7F, 0x9F},     {0xAD,
                                       {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}};
 
 bool isHidden(char32_t character) {
+    // From there on: tags, more selectors, private use.
     return character >= 0xE0000 ||
            std::any_of(std::begin(hiddenCharacters), std::end(hiddenCharacters),
                        [character](Range range) { return character >= range.first && character <= range.last; });
@@ -25,6 +26,7 @@ unsigned char byteAt(std::string_view bytes, std::size_t index) { return static_
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80; }
 
+/// How long a character with this first byte is, 0 when none begins so (0xC0 and 0xC1 begin overlong forms only).
 std::size_t lengthFromLead(unsigned char lead) {
     if (lead < 0x80) {
         return 1;
@@ -49,10 +51,12 @@ std::size_t decodeCharacter(std::string_view bytes, char32_t& character) {
         }
         character = (character << 6U) | (byteAt(bytes, i) & 0x3FU);
     }
+    // Overlong forms, halves of surrogate pairs and values beyond Unicode are no characters.
     const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
     return surrogate || character < smallest[length] || character > 0x10FFFF ? 0 : length;
 }
 
+/// As a script writes a byte that cannot stand for itself.
 void appendEscape(std::string& out, char byte) {
     constexpr char digits[] = "0123456789ABCDEF";
     const auto value = static_cast<unsigned char>(byte);
@@ -118,7 +122,8 @@ std::string shortened(std::string_view text, std::size_t columns) {
         return std::string(text);
     }
     const std::size_t kept = columns - 3;
-    const std::size_t tail = kept / 2;
+    // Package names differ at their ends, which get the greater part.
+    const std::size_t tail = kept * 2 / 3;
     std::string out(text.substr(0, indexOfColumn(text, kept - tail)));
     out += "...";
     out += text.substr(indexOfColumn(text, present - tail));

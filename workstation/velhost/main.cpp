@@ -18,6 +18,7 @@ void occupyStandardStreams() {
     }
 }
 
+/// One line for the user, whatever went wrong.
 int complain(const std::exception& error, int status) {
     std::fprintf(stderr, "velhost: %s\n", error.what());
     return status;
@@ -30,6 +31,7 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is then a failed write, after which everything is still put away
     try {
         return velhost::run(argc, argv);
+        // The place of a mistake stands first, where editors look for it.
     } catch (const velhost::ScriptRefusal& refusal) {
         std::fprintf(stderr, "%s\n", refusal.what());
         return 2;
