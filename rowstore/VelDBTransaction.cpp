@@ -16,13 +16,14 @@ int execute(sqlite3* db, const char* sql) { return sqlite3_exec(db, sql, nullptr
 
 VelDBTransaction::VelDBTransaction(sqlite3* connection, const VelDBLog& operationLog)
     : db(connection), log(operationLog) {
+    rollback.prepare(db, rollbackSql);
     runOrRollBack(beginSql);
 }
 
 VelDBTransaction::~VelDBTransaction() {
     // A failed commit may have ended the transaction already (a full disk) or not (a busy database): SQLite knows.
     if (sqlite3_get_autocommit(db) == 0) {
-        execute(db, rollbackSql);
+        rollBack();
     }
 }
 
@@ -33,7 +34,15 @@ void VelDBTransaction::runOrRollBack(const char* sql) {
         return;
     }
     log.sqlMessage(db);
-    if (execute(db, rollbackSql) != SQLITE_OK) {
+    if (rollBack() != SQLITE_OK) {
         log.sqlMessage(db);
     }
+}
+
+int VelDBTransaction::rollBack() {
+    if (rollback.get() == nullptr) {
+        return execute(db, rollbackSql);
+    }
+    sqlite3_step(rollback.get());
+    return sqlite3_reset(rollback.get());
 }

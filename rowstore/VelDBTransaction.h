@@ -1,6 +1,8 @@
 #ifndef ROWSTORE_VELDBTRANSACTION_H
 #define ROWSTORE_VELDBTRANSACTION_H
 
+#include "rowstore/VelDBStatement.h"
+
 struct sqlite3;
 class VelDBLog;
 
@@ -23,9 +25,11 @@ public:
 
 private:
     void runOrRollBack(const char* sql);
+    int rollBack();
 
     sqlite3* db;
     const VelDBLog& log;
+    VelDBStatement rollback; ///< compiled before the transaction begins: when it is needed, memory may have run out
 };
 
 #endif
