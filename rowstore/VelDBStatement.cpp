@@ -6,7 +6,7 @@
 
 VelDBStatement::~VelDBStatement() { sqlite3_finalize(handle); }
 
-bool VelDBStatement::prepare(sqlite3* db, std::string_view sql) {
+bool VelDBStatement::prepare(sqlite3* db, const std::string& sql) {
     return sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &handle, nullptr) == SQLITE_OK;
 }
 

@@ -1,7 +1,7 @@
 #ifndef ROWSTORE_VELDBSTATEMENT_H
 #define ROWSTORE_VELDBSTATEMENT_H
 
-#include <string_view>
+#include <string>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -19,7 +19,7 @@ public:
     VelDBStatement& operator=(const VelDBStatement&) = delete;
 
     /// Compiles `sql`; called once. Returns whether that worked: if not, the reason is the connection's message.
-    bool prepare(sqlite3* db, std::string_view sql);
+    bool prepare(sqlite3* db, const std::string& sql);
 
     /// Runs a statement that returns no rows, once, and resets it. Failures of the two steps are logged one by one.
     void run(const VelDBLog& log);

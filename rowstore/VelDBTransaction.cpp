@@ -16,14 +16,15 @@ int execute(sqlite3* db, const char* sql) { return sqlite3_exec(db, sql, nullptr
 
 VelDBTransaction::VelDBTransaction(sqlite3* connection, const VelDBLog& operationLog)
     : db(connection), log(operationLog) {
-    rollback.prepare(db, rollbackSql);
     runOrRollBack(beginSql);
 }
 
 VelDBTransaction::~VelDBTransaction() {
     // A failed commit may have ended the transaction already (a full disk) or not (a busy database): SQLite knows.
+    // If memory ran out even for the rollback, it is tried once more here, after the call's statements have given back
+    // theirs. A transaction that outlives that too is rolled back by the next change, or when the store closes.
     if (sqlite3_get_autocommit(db) == 0) {
-        rollBack();
+        execute(db, rollbackSql);
     }
 }
 
@@ -34,15 +35,7 @@ void VelDBTransaction::runOrRollBack(const char* sql) {
         return;
     }
     log.sqlMessage(db);
-    if (rollBack() != SQLITE_OK) {
+    if (execute(db, rollbackSql) != SQLITE_OK) {
         log.sqlMessage(db);
     }
-}
-
-int VelDBTransaction::rollBack() {
-    if (rollback.get() == nullptr) {
-        return execute(db, rollbackSql);
-    }
-    sqlite3_step(rollback.get());
-    return sqlite3_reset(rollback.get());
 }

@@ -1,8 +1,6 @@
 #ifndef ROWSTORE_VELDBTRANSACTION_H
 #define ROWSTORE_VELDBTRANSACTION_H
 
-#include "rowstore/VelDBStatement.h"
-
 struct sqlite3;
 class VelDBLog;
 
@@ -25,11 +23,9 @@ public:
 
 private:
     void runOrRollBack(const char* sql);
-    int rollBack();
 
     sqlite3* db;
     const VelDBLog& log;
-    VelDBStatement rollback; ///< compiled before the transaction begins: when it is needed, memory may have run out
 };
 
 #endif
