@@ -1,5 +1,6 @@
 #include "tests/support/Device.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdarg>
 #include <cstdio>
@@ -18,30 +19,32 @@
 
 namespace {
 
+/// A log call as the product made it. Fixed buffers, so that lines are kept also while allocations fail.
+struct LogLine {
+    int priority;
+    char tag[24];
+    char format[96];
+    char text[512];
+};
+
 std::mutex guard;
 std::array<LogLine, 512> lines;
 std::size_t logged = 0;
-
-using Properties = std::map<std::string, std::string, std::less<>>;
-
-Properties& properties() {
-    static Properties values;
-    return values;
-}
+std::map<std::string, std::string, std::less<>> properties;
 
 const char* valueOf(const char* key, const char* fallback) {
-    const auto found = properties().find(key);
-    return found == properties().end() ? fallback : found->second.c_str();
+    const std::lock_guard<std::mutex> lock(guard);
+    const auto found = properties.find(key);
+    return found == properties.end() ? fallback : found->second.c_str();
 }
 
 std::string render(const LogLine& line) {
     static const std::regex head(R"(^(\w+: ~?\w+\(\)) [1-9]\d*: )");
-    std::string text = std::regex_replace(line.text, head, "$1 #: ");
+    const std::string text = std::regex_replace(line.text, head, "$1 #: ");
     const bool common = text != line.text && std::strncmp(line.format, "%s: %s() %d: ", 13) == 0 &&
                         std::strcmp(line.tag, "ANDR-PERF-VEL") == 0;
-    const std::map<int, std::string> letters{{ANDROID_LOG_WARN, "W "}, {ANDROID_LOG_ERROR, "E "}};
-    const auto letter = letters.find(line.priority);
-    return (common ? "" : "(not of the common form) ") + (letter == letters.end() ? "? " : letter->second) + text;
+    const char* priority = line.priority == ANDROID_LOG_ERROR ? "E " : line.priority == ANDROID_LOG_WARN ? "W " : "? ";
+    return (common ? "" : "(not of the common form) ") + (priority + text);
 }
 
 } // namespace
@@ -63,13 +66,10 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
 }
 
 extern "C" int8_t property_get_bool(const char* key, int8_t default_value) {
-    const std::lock_guard<std::mutex> lock(guard);
-    const char* value = valueOf(key, nullptr);
-    return value == nullptr ? default_value : static_cast<int8_t>(std::strcmp(value, "true") == 0);
+    return static_cast<int8_t>(std::strcmp(valueOf(key, default_value != 0 ? "true" : ""), "true") == 0);
 }
 
 extern "C" PropVal perf_get_prop(const char* key, const char* default_value) {
-    const std::lock_guard<std::mutex> lock(guard);
     PropVal answer{};
     std::snprintf(answer.value, sizeof(answer.value), "%s", valueOf(key, default_value));
     return answer;
@@ -82,9 +82,8 @@ Device::Device() {
     }
     folder = pattern;
     vfs.emplace(folder);
-    const std::lock_guard<std::mutex> lock(guard);
-    logged = 0;
-    properties().clear();
+    dropLog();
+    properties.clear();
 }
 
 Device::~Device() {
@@ -95,16 +94,14 @@ Device::~Device() {
 
 void Device::setProperty(const std::string& key, const std::string& value) {
     const std::lock_guard<std::mutex> lock(guard);
-    properties()[key] = value;
+    properties[key] = value;
 }
 
 std::vector<std::string> Device::takeLog() {
     const std::lock_guard<std::mutex> lock(guard);
-    std::vector<std::string> rendered;
-    for (std::size_t index = 0; index < logged && index < lines.size(); ++index) {
-        rendered.push_back(render(lines[index]));
-    }
-    logged = 0;
+    std::vector<std::string> rendered(std::min(std::exchange(logged, 0), lines.size()));
+    std::transform(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(rendered.size()), rendered.begin(),
+                   render);
     return rendered;
 }
 

@@ -6,22 +6,16 @@
 // The product's classes with their protected members open to tests.
 
 template <typename T>
-class StoreProbe : public VelDatabase<T> {
-public:
+struct StoreProbe : VelDatabase<T> {
     using VelDatabase<T>::VelDatabase;
     using VelDatabase<T>::db;
-    using VelDatabase<T>::dbDir;
-    using VelDatabase<T>::dbFileName;
     using VelDBDataTable<T>::cacheList;
     using VelDBDataTable<T>::cacheMutex;
-    using VelDBDataTable<T>::tableName;
 };
 
-class FeatureProbe : public TessaryFeature {
-public:
+struct FeatureProbe : TessaryFeature {
     using TessaryFeature::appDb;
     using TessaryFeature::heavyGameDb;
-    using TessaryFeature::heavyGameEnabled;
     using TessaryFeature::TessaryFeature;
 };
 

@@ -11,12 +11,10 @@
 class Sql {
 public:
     explicit Sql(const std::filesystem::path& file);
-    ~Sql();
-
+    ~Sql() { sqlite3_close(db); }
     Sql(const Sql&) = delete;
-    Sql& operator=(const Sql&) = delete;
 
-    /// Runs statements and returns the rows they answer, columns joined by '|': 5, 'text as it is', X'0AFF', NULL.
+    /// Runs statements and returns the rows they answer, columns joined by commas: 5, 'text as it is', X'0AFF', NULL.
     /// Throws std::runtime_error with SQLite's message.
     std::vector<std::string> run(const std::string& statements);
 
@@ -30,16 +28,13 @@ private:
 };
 
 /// Records the statements that connections opened during its life run, in order; Sql's are left out. One at a time.
-class StatementTrace {
-public:
+struct StatementTrace {
     StatementTrace();
     ~StatementTrace();
-
     StatementTrace(const StatementTrace&) = delete;
-    StatementTrace& operator=(const StatementTrace&) = delete;
 
-    /// The statements since the last call.
-    static std::vector<std::string> take();
+    /// The statements since the last call, each followed by a newline.
+    static std::string take();
 };
 
 #endif
