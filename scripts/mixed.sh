@@ -1,0 +1,40 @@
+#!/usr/bin/env bash
+# Plays the example where host and plug-in were built apart (the host by clang and without run-time type information,
+# the plug-in by g++ against the host's libraries), and where everything was built with clang and libc++. Each must
+# print what the usual build prints. All tests run with libc++ as well. Arguments go to ctest.
+. "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
+cd "$project_root"
+
+need_packages "${build_packages[@]}" clang libc++-dev libc++abi-dev googletest
+
+build_preset release tessary velhost
+build_preset foreign-host velhost vel log cutils ozr-perfd-client
+build_preset foreign-plugin
+
+# play VARIANT [PLUG-IN]: the example's output, on a phone without data.
+play() {
+  local data=build/$1/data
+  rm -rf "$data"
+  "build/$1/bin/velhost" replay --quiet --data "$data" ${2:+--plugin "$2"} examples/day.triggers
+}
+
+# same_as_release VARIANT [PLUG-IN]
+same_as_release() {
+  diff -u <(play release) <(play "$@") || fail "$1 prints something else"
+  printf 'Same output as the usual build: %s\n' "$*"
+}
+
+[ -n "$(play release)" ] || fail "the example prints nothing"
+same_as_release foreign-host build/foreign-plugin/lib/libtessary.so
+
+# The installed GoogleTest is made of the usual library's strings.
+build_googletest() {
+  local folder=build/libcxx-googletest
+  cmake -S /usr/src/googletest -B "$folder" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-stdlib=libc++ \
+    -DCMAKE_INSTALL_PREFIX="$PWD/$folder/installed" >"$folder.log"
+  cmake --build "$folder" --target install >>"$folder.log" || fail "GoogleTest cannot be built: $folder.log"
+}
+[ -d build/libcxx-googletest/installed ] || build_googletest
+build_preset libcxx
+same_as_release libcxx
+run_tests libcxx "$@"
