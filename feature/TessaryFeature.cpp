@@ -38,12 +38,12 @@ void logNoEntry(const char* operation, int line = __builtin_LINE()) {
 }
 
 template <typename T>
-void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& fileName, const char* tableName,
-               const char* operation, int line = __builtin_LINE()) {
+void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, const char* ending,
+               const char* tableName, const char* operation, int line = __builtin_LINE()) {
     if (store != nullptr) {
         return;
     }
-    store.reset(new (std::nothrow) VelDatabase<T>(0, fileName, tableName));
+    store.reset(new (std::nothrow) VelDatabase<T>(0, name + ending, tableName));
     if (store == nullptr) {
         return;
     }
@@ -111,7 +111,7 @@ int queryClassification(VelDatabase<TessaryDatabase>* store, const std::string& 
     return known.empty() ? 0 : known.front().payload.*field;
 }
 
-HeavyGameClassifierDatabase larger(const HeavyGameClassifierDatabase& one, const HeavyGameClassifierDatabase& other) {
+HeavyGameClassifierDatabase maxima(const HeavyGameClassifierDatabase& one, const HeavyGameClassifierDatabase& other) {
     return {std::max(one.peak0, other.peak0), std::max(one.peak1, other.peak1), std::max(one.peak2, other.peak2)};
 }
 
@@ -134,10 +134,10 @@ TessaryFeature::~TessaryFeature() {
     heavyGameDb.reset();
 }
 
-void TessaryFeature::createFeatureInputDb() { openStore(appDb, info.name + ".db", "Tessary", "createFeatureInputDb"); }
+void TessaryFeature::createFeatureInputDb() { openStore(appDb, info.name, ".db", "Tessary", "createFeatureInputDb"); }
 
 void TessaryFeature::createHeavyGameDb() {
-    openStore(heavyGameDb, info.name + "HeavyGame.db", "HeavyGame", "createHeavyGameDb");
+    openStore(heavyGameDb, info.name, "HeavyGame.db", "HeavyGame", "createHeavyGameDb");
 }
 
 void TessaryFeature::runAsync(AsyncTriggerPayload payload) {
@@ -223,7 +223,7 @@ int TessaryFeature::updateWeightToClassifier(std::string& appName, std::vector<i
     if (stored.empty()) {
         writeHeavyGameDb(appName, std::move(values));
     } else {
-        peaks = larger(stored.front().payload, peaks);
+        peaks = maxima(stored.front().payload, peaks);
         stored.front().payload = peaks;
         stored.write();
     }

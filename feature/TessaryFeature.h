@@ -14,6 +14,9 @@
 /// peaks of three measurements, in the table "HeavyGame". Nothing is kept in memory between calls: every query reads
 /// the table, and every change is committed before the call returns.
 ///
+/// Failures inside a store are only logged, by the store; no result shows them. A look-up that failed is taken for an
+/// application that is not known: a change may then add a second row for it.
+///
 /// The host makes it through the registry, drives it through `Feature` and deletes it through `Feature*`.
 ///
 /// Threads: the feature has no lock and starts no thread. It does not serialise its callers, and its stores allow one
@@ -43,8 +46,8 @@ public:
     /// heavy-game verdict alone (the property is "true").
     void runAsync(AsyncTriggerPayload payload) override;
 
-    /// Stores the weight of `appName` in `data.value` when `selector` is 1, its type code otherwise; 0 for an
-    /// application that is not known. Returns 0.
+    /// Stores the weight of `appName` in `data.value` when `selector` is 1, its type code otherwise, of the first row
+    /// if it has several; 0 for an application that is not known and without a classifier database. Returns 0.
     int getData(std::string& appName, featureData& data, int selector) override;
     using Feature::getData;
 
@@ -61,7 +64,8 @@ public:
     /// Returns 1, or 0 without a classifier database, when no row could be had or when several rows were deleted.
     int updateToClassifierDataBase(std::string& appName, int op, int type);
 
-    /// Sets the weight of a known application, unchecked. Returns 1, or 0 when it has no row, or several.
+    /// Sets the weight of a known application, unchecked. Returns 1, or 0 and changes nothing when it has no row, or
+    /// several, or without a classifier database.
     int updateWeightToTessary(std::string& appName, int weight);
 
     /// Raises the application's peaks to the first three of `values` where these are larger, and sets its weight to the
@@ -85,7 +89,7 @@ public:
 protected:
     std::unique_ptr<VelDatabase<TessaryDatabase>> appDb;                   ///< null when it could not be opened
     std::unique_ptr<VelDatabase<HeavyGameClassifierDatabase>> heavyGameDb; ///< null when it could not be opened
-    bool heavyGameEnabled = false;                                         ///< the weight trigger is ignored
+    bool heavyGameEnabled = false;                                         ///< when true, the weight trigger is ignored
 };
 
 #endif

@@ -45,8 +45,10 @@ public:
 
     /// Delivery of an asynchronous trigger.
     virtual void runAsync(AsyncTriggerPayload payload);
-    virtual void runAsyncIdle(const std::atomic<bool>& stop);
-    virtual void runAsyncPeriodic(const std::atomic<bool>& stop);
+
+    /// The host's own; this plug-in inherits them.
+    virtual void runAsyncIdle(const std::atomic<bool>& flag);
+    virtual void runAsyncPeriodic(const std::atomic<bool>& flag);
 
     /// A query about an application: the answer goes into `data.value`. Returns 0.
     virtual int getData(std::string& appName, featureData& data, int selector);

@@ -11,7 +11,9 @@ std::string composePath(const std::string& dbDir, const std::string& dbFileName)
     return dbFileName.empty() ? ":memory:" : dbDir + dbFileName;
 }
 
-void logCaught(const char* operation) { VelDBLog(operation, "").caught(VelDBLog::Wording::exception); }
+void logCaught(const char* operation, int line = __builtin_LINE()) {
+    VelDBLog(operation, "").caught(VelDBLog::Wording::exception, line);
+}
 
 void enableWriteAheadLog(sqlite3* db, const VelDBLog& log) {
     if (sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) != SQLITE_OK) {
@@ -73,7 +75,7 @@ veldbError createTable(sqlite3* db, const std::string& tableName) {
         if (sqlite3_exec(db, query.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
             return VELDB_SUCCESS;
         }
-        log.unusable(db);
+        log.message(db);
         return VELDB_FAILURE;
     } catch (...) {
         logCaught("createVeldbTables");

@@ -12,7 +12,7 @@ constexpr char component[] = "VELDB";
 
 } // namespace
 
-void VelDBLog::unusable(sqlite3* db, int line) const {
+void VelDBLog::message(sqlite3* db, int line) const {
     VEL_LOG_ERROR("ERROR:Dbt=%s info=%s\n", component, operation, line, subject, sqlite3_errmsg(db));
 }
 

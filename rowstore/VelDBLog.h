@@ -14,10 +14,10 @@ class VelDBLog {
 public:
     VelDBLog(const char* operationName, const char* subjectName) : operation(operationName), subject(subjectName) {}
 
-    /// The table, or the database, could not be made or a write statement could not be compiled: SQLite's message.
-    void unusable(sqlite3* db, int line = __builtin_LINE()) const;
+    /// The table could not be made, or a write statement not be compiled: SQLite's message.
+    void message(sqlite3* db, int line = __builtin_LINE()) const;
 
-    /// A statement failed as a whole: SQLite's message.
+    /// Any other statement failed as a whole: SQLite's message, in the form that begins with "sql:".
     void sqlMessage(sqlite3* db, int line = __builtin_LINE()) const;
 
     /// A step in a statement's life failed: its result code.

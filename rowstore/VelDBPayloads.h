@@ -8,7 +8,7 @@
 
 /// One application's classification.
 struct TessaryDatabase {
-    std::int32_t appType;       ///< type code; 0 to 0xFFFFFF when written by the feature
+    std::int32_t appType;       ///< type code; 0 to 0xFFFFFF when it comes from a trigger
     std::int32_t appWeight = 0; ///< the host's weight, or the heavy-game verdict (0 or 1)
 };
 

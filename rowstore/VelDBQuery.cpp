@@ -117,7 +117,7 @@ void composeDelete(const std::string& tableName, std::string& query) {
     compose(query, "DELETE FROM ", tableName, deleteSelection);
 }
 
-std::string beginRead(const std::string& tableName, const VelDBDataRowKey& key) {
+std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key) {
     std::string query;
     query.reserve(readPrefix.size() + tableName.size() + 1 + clauseCapacity(key) + orderRoom);
     query.append(readPrefix).append(tableName).append(1, ' ');

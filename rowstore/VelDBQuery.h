@@ -16,9 +16,10 @@ void composeInsert(const std::string& tableName, std::string& query);
 void composeUpdate(const std::string& tableName, std::string& query);
 void composeDelete(const std::string& tableName, std::string& query);
 
-/// Begins the query of a read, which appendWhereClause and appendOrderBy complete. Takes the memory of the whole query
-/// first, so that neither can fail: a query that lost its selection on the way would select every row of the table.
-std::string beginRead(const std::string& tableName, const VelDBDataRowKey& key);
+/// Composes the beginning of a read's query, which appendWhereClause and appendOrderBy complete. Takes the memory of
+/// the whole query first, so that neither can fail: a query that lost its selection on the way would select every row
+/// of the table.
+std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key);
 
 /// Appends the WHERE clause that selects by `key`, and one blank, to `query`; nothing for a key without values.
 /// All or nothing: when memory runs out `query` is unchanged.
@@ -28,10 +29,10 @@ void appendWhereClause(const VelDBDataRowKey& key, std::string& query);
 void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query);
 
 /// The parameters of the insert, update and (for the row id, as the only one) delete statements.
-enum WriteParameter : int { bindIntcol1 = 1, bindAppName, bindRsvdName, bindBlob, bindRowid };
-constexpr int bindDeleteRowid = 1;
+enum WriteParameter : int { parameterIntcol1 = 1, parameterAppName, parameterRsvdName, parameterBlob, parameterRowid };
+constexpr int parameterDeleteRowid = 1;
 
-/// The result columns of a read.
-enum ReadColumn : int { columnIntcol1 = 0, columnAppName, columnRsvdName, columnBlob, columnRowid };
+/// The result columns of a read; the row id follows as the last one.
+enum ReadColumn : int { columnIntcol1 = 0, columnAppName, columnRsvdName, columnBlob };
 
 #endif

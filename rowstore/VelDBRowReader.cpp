@@ -38,7 +38,9 @@ void VelDBRowReader::fill(const VelDBRowRef& row) {
     assignText(columnAppName, row.appName);
     assignText(columnRsvdName, row.rsvdName);
     assignPayload(row.payload, row.payloadSize);
-    row.rowid = sqlite3_column_int64(statement.get(), columnRowid);
+    // The row id comes last. A table with more columns than ours has it further on, and the value in its place would be
+    // taken for the id of another row.
+    row.rowid = sqlite3_column_int64(statement.get(), sqlite3_column_count(statement.get()) - 1);
 }
 
 void VelDBRowReader::assignText(int column, std::string& text) {

@@ -23,16 +23,16 @@ bool fitsParameter(std::int64_t rowid) {
 }
 
 int bindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
-    return sqlite3_bind_text(statement, parameter, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+    return sqlite3_bind_text(statement, parameter, text.data(), VelDBStatement::sizeOf(text), SQLITE_STATIC);
 }
 
 /// The parameters that hold a value in this row, one bit each.
 unsigned parametersOf(const VelDBRowRef& row) {
-    unsigned parameters = bit(bindBlob);
-    parameters |= row.intcol1 != VELDB_NO_VALUE ? bit(bindIntcol1) : 0;
-    parameters |= !row.appName.empty() ? bit(bindAppName) : 0;
-    parameters |= !row.rsvdName.empty() ? bit(bindRsvdName) : 0;
-    parameters |= row.rowid != 0 ? bit(bindRowid) : 0;
+    unsigned parameters = bit(parameterBlob);
+    parameters |= row.intcol1 != VELDB_NO_VALUE ? bit(parameterIntcol1) : 0;
+    parameters |= !row.appName.empty() ? bit(parameterAppName) : 0;
+    parameters |= !row.rsvdName.empty() ? bit(parameterRsvdName) : 0;
+    parameters |= row.rowid != 0 ? bit(parameterRowid) : 0;
     return parameters;
 }
 
@@ -44,12 +44,12 @@ bool VelDBRowWriter::prepare(const std::string& tableName) {
     std::string query;
     composeInsert(tableName, query);
     if (!insert.statement.prepare(db, query)) {
-        log.unusable(db);
+        log.message(db);
         return false;
     }
     composeUpdate(tableName, query);
     if (!update.statement.prepare(db, query)) {
-        log.unusable(db);
+        log.message(db);
         return false;
     }
     return true;
@@ -73,18 +73,19 @@ void VelDBRowWriter::bindRow(Write& write, const VelDBRowRef& row) {
         sqlite3_clear_bindings(statement);
     }
     write.bound = parameters;
-    if ((parameters & bit(bindIntcol1)) != 0) {
-        check(sqlite3_bind_int(statement, bindIntcol1, row.intcol1), log);
+    if ((parameters & bit(parameterIntcol1)) != 0) {
+        check(sqlite3_bind_int(statement, parameterIntcol1, row.intcol1), log);
     }
-    if ((parameters & bit(bindAppName)) != 0) {
-        check(bindText(statement, bindAppName, row.appName), log);
+    if ((parameters & bit(parameterAppName)) != 0) {
+        check(bindText(statement, parameterAppName, row.appName), log);
     }
-    if ((parameters & bit(bindRsvdName)) != 0) {
-        check(bindText(statement, bindRsvdName, row.rsvdName), log);
+    if ((parameters & bit(parameterRsvdName)) != 0) {
+        check(bindText(statement, parameterRsvdName, row.rsvdName), log);
     }
-    check(sqlite3_bind_blob(statement, bindBlob, row.payload, static_cast<int>(row.payloadSize), SQLITE_STATIC), log);
-    if ((parameters & bit(bindRowid)) != 0) {
-        check(sqlite3_bind_int(statement, bindRowid, static_cast<int>(row.rowid)), log);
+    check(sqlite3_bind_blob(statement, parameterBlob, row.payload, static_cast<int>(row.payloadSize), SQLITE_STATIC),
+          log);
+    if ((parameters & bit(parameterRowid)) != 0) {
+        check(sqlite3_bind_int(statement, parameterRowid, static_cast<int>(row.rowid)), log);
     }
 }
 
@@ -117,7 +118,7 @@ void VelDBRowDeleter::remove(std::int64_t rowid) {
         log.sqlCode(SQLITE_RANGE);
         return;
     }
-    check(sqlite3_bind_int(statement.get(), bindDeleteRowid, static_cast<int>(rowid)), log);
+    check(sqlite3_bind_int(statement.get(), parameterDeleteRowid, static_cast<int>(rowid)), log);
     statement.run(log);
 }
 

@@ -21,7 +21,7 @@ public:
 
     /// Inserts a row whose row id is 0 and updates any other in place. Failures are logged. A row id that does not fit
     /// the statement's 32-bit parameter is refused with SQLITE_RANGE, so that no other row is ever reached.
-    /// The row must live until the next call or `finalize`.
+    /// The row must live until no other is written: its text and blob are bound where they are.
     void write(const VelDBRowRef& row);
 
     /// Ends both statements. Returns whether both ended well; a failure is logged.

@@ -1,13 +1,21 @@
 #include "rowstore/VelDBStatement.h"
 
+#include <algorithm>
+#include <limits>
+
 #include <sqlite3.h>
 
 #include "rowstore/VelDBLog.h"
 
 VelDBStatement::~VelDBStatement() { sqlite3_finalize(handle); }
 
+int VelDBStatement::sizeOf(const std::string& text) {
+    constexpr std::size_t largest = std::numeric_limits<int>::max();
+    return static_cast<int>(std::min(text.size(), largest));
+}
+
 bool VelDBStatement::prepare(sqlite3* db, const std::string& sql) {
-    return sqlite3_prepare_v2(db, sql.data(), static_cast<int>(sql.size()), &handle, nullptr) == SQLITE_OK;
+    return sqlite3_prepare_v2(db, sql.data(), sizeOf(sql), &handle, nullptr) == SQLITE_OK;
 }
 
 void VelDBStatement::run(const VelDBLog& log) {

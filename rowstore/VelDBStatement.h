@@ -27,6 +27,10 @@ public:
     /// Returns SQLite's result, 0 for success; the statement is gone either way.
     int finalize();
 
+    /// The number of bytes of `text` as SQLite takes it. More than an int holds is told as the most that one holds,
+    /// which SQLite refuses as too big; cut down, the text would lose its end.
+    static int sizeOf(const std::string& text);
+
     /// Null before `prepare` and after `finalize`.
     sqlite3_stmt* get() const { return handle; }
 

@@ -1,21 +1,18 @@
 #ifndef ROWSTORE_VELDATABASE_H
 #define ROWSTORE_VELDATABASE_H
 
-#include <memory>
 #include <string>
 #include <utility>
 
 #include "rowstore/VelDBConnection.h"
 #include "rowstore/VelDBDataRowKey.h"
 #include "rowstore/VelDBDataTable.h"
-#include "rowstore/VelDBQuery.h"
 #include "rowstore/VelDBRowReader.h"
 #include "rowstore/VelDBRowWriter.h"
-#include "rowstore/VelDBTransaction.h"
 
-/// The type of one table's name in VelDatabase's constructor, which takes one per payload type.
+/// What VelDatabase's constructor takes as a table's name, once for each payload type.
 template <typename Payload>
-struct VelDBTableName {
+struct VelDBTableNameFor {
     using type = const std::string&;
 };
 
@@ -24,9 +21,9 @@ struct VelDBTableName {
 /// Life: construct, `openVeldb` once, use, destroy. Before the open, and after a failed one, only rows can be made,
 /// queued and freed: reads return nothing, and writes leave the queue as it is.
 ///
-/// Threads: any thread may call the operations, but no lock guards the connection. Of openVeldb, closeVeldb, the
-/// write-backs, the deletes and destruction only one may run on a store at a time: a second transaction on the same
-/// connection would end the first. Rows may be queued from other threads meanwhile.
+/// Threads: any thread may call the operations, but no lock guards the connection. While one operation of a store runs,
+/// no other may, but getRow, cacheRow and freeRow: a second change would end the transaction of the first, and a read
+/// that fails would log a message that the other is replacing.
 ///
 /// Errors: no exception leaves an operation but std::bad_alloc from the constructor, `getRow`, `cacheRow` and
 /// `writeDeallocateDR`. Everything else is caught and logged.
@@ -34,7 +31,7 @@ template <typename... Payloads>
 class VelDatabase : public VelDBDataTable<Payloads>... {
 public:
     /// Opens nothing. An empty `fileName` means an in-memory database. `param` is kept and not used.
-    VelDatabase(unsigned long param, std::string fileName, typename VelDBTableName<Payloads>::type... tableNames)
+    VelDatabase(unsigned long param, std::string fileName, typename VelDBTableNameFor<Payloads>::type... tableNames)
         : VelDBDataTable<Payloads>(tableNames)..., dbParam(param), dbFileName(std::move(fileName)) {}
 
     /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed.
@@ -44,12 +41,13 @@ public:
     VelDatabase& operator=(const VelDatabase&) = delete;
 
     /// Opens the database file in "/data/vendor/vel/" in write-ahead-log mode and creates the tables that it lacks.
-    /// Returns VELDB_SUCCESS, or VELDB_FAILURE with the connection closed again.
+    /// Returns VELDB_SUCCESS, or VELDB_FAILURE with the connection closed again. An existing table is not compared with
+    /// what is expected; for want of memory a table may still be missing after a success (`createVeldbTables`).
     int openVeldb();
     int VelDatabaseInit() { return openVeldb(); }
 
-    /// Creates the table of `T` if it does not exist. Returns VELDB_FAILURE when SQLite refuses; without a connection,
-    /// or without memory for the statement, VELDB_SUCCESS.
+    /// Creates the table of `T` if it does not exist. Returns VELDB_FAILURE when SQLite refuses, and VELDB_SUCCESS,
+    /// nothing being done, without a connection or when memory for the statement's text runs out.
     template <typename T>
     veldbError createVeldbTables() {
         return createTable(db, VelDBDataTable<T>::tableName);
@@ -61,10 +59,10 @@ public:
 
     /// Writes every queued row of `T`, oldest first, in one transaction, and frees it: row id 0 is inserted, any other
     /// row updated in place. Rows queued meanwhile by other threads are written as well. A row that fails is logged and
-    /// lost; the others are committed.
+    /// lost; the others are committed. A row id beyond 32 bits is such a failure: no other row is ever reached.
     /// Returns VELDB_FAILURE when a statement cannot be compiled (the queue keeps its rows) or finalized. Failures of
-    /// the transaction and of single rows are only logged. Without a connection, or without memory for the statements,
-    /// returns VELDB_SUCCESS and the queue keeps its rows.
+    /// the transaction and of single rows are only logged. Without a connection, or when memory for a statement's text
+    /// runs out, returns VELDB_SUCCESS and the queue keeps its rows.
     template <typename T>
     veldbError writeCachedDRToDisk();
 
@@ -79,7 +77,9 @@ public:
 
     /// Deletes `rows` from the table by row id, in one transaction, and frees them in every outcome. Null entries and
     /// rows that were never stored are skipped; a row id that is not in the table is no error.
-    /// Returns the number of entries that `rows` held, or 0 when the statement cannot be compiled or finalized.
+    /// Returns the number of entries that `rows` held, or 0 when the statement cannot be compiled or finalized. The
+    /// number does not say that rows are gone: without a connection, or when memory for the statement's text runs out,
+    /// nothing is deleted, and failures of the transaction and of single rows are only logged.
     template <typename T>
     int deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
@@ -93,15 +93,22 @@ public:
     /// Appends the WHERE clause for `key` to `query`; when memory runs out this is logged and `query` is unchanged.
     void build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query);
 
+    /// As the function of the same name.
     static unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
         return ::VelDB_memscpy(dst, dstSize, src, srcSize);
     }
 
 protected:
+    /// Drains the write queue into `writer`. Needs no memory: the rows move from one list to another, where they live
+    /// until all are written.
     template <typename T>
     void writeQueue(VelDBRowWriter& writer);
+
+    /// Returns false when the statement could not be compiled or finalized.
     template <typename T>
     bool deleteRows(const typename VelDBDataTable<T>::vecT& rows);
+
+    /// Appends rows until there are `limit`. A row joins them when it is complete; if filling it fails it is freed.
     template <typename T>
     void readRows(VelDBRowReader& reader, std::size_t limit, typename VelDBDataTable<T>::vecT& rows);
 
@@ -111,161 +118,6 @@ protected:
     std::string dbFileName;
 };
 
-template <typename... Payloads>
-VelDatabase<Payloads...>::~VelDatabase() {
-    VelDatabaseWriteCachedToDisk();
-    closeVeldb();
-}
-
-template <typename... Payloads>
-int VelDatabase<Payloads...>::openVeldb() {
-    if (openConnection(dbDir, dbFileName, db) != VELDB_SUCCESS) {
-        return VELDB_FAILURE;
-    }
-    if (((createVeldbTables<Payloads>() == VELDB_SUCCESS) && ...)) {
-        return VELDB_SUCCESS;
-    }
-    closeVeldb();
-    return VELDB_FAILURE;
-}
-
-template <typename... Payloads>
-int VelDatabase<Payloads...>::VelDatabaseWriteCachedToDisk() {
-    int result = VELDB_SUCCESS;
-    ((result = writeCachedDRToDisk<Payloads>() == VELDB_SUCCESS ? result : VELDB_FAILURE), ...);
-    return result;
-}
-
-template <typename... Payloads>
-template <typename T>
-int VelDatabase<Payloads...>::writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
-    const int count = VelDBDataTable<T>::cacheRow(rows);
-    if (count != 0) {
-        writeCachedDRToDisk<T>();
-    }
-    return count;
-}
-
-template <typename... Payloads>
-template <typename T>
-veldbError VelDatabase<Payloads...>::writeCachedDRToDisk() {
-    if (db == nullptr) {
-        return VELDB_SUCCESS;
-    }
-    const std::string& table = VelDBDataTable<T>::tableName;
-    const VelDBLog log("writeCachedDRToDisk", table.c_str());
-    try {
-        VelDBRowWriter writer(db, log);
-        if (!writer.prepare(table)) {
-            return VELDB_FAILURE;
-        }
-        VelDBTransaction transaction(db, log);
-        writeQueue<T>(writer);
-        transaction.commit();
-        return writer.finalize() ? VELDB_SUCCESS : VELDB_FAILURE;
-    } catch (...) {
-        log.caught(VelDBLog::Wording::exception);
-        return VELDB_SUCCESS;
-    }
-}
-
-/// Once the transaction has begun nothing here needs memory: the rows move from one list to the other, where they live
-/// until all of them are written.
-template <typename... Payloads>
-template <typename T>
-void VelDatabase<Payloads...>::writeQueue(VelDBRowWriter& writer) {
-    typename VelDBDataTable<T>::listT drained;
-    while (VelDBDataTable<T>::takeOldest(drained)) {
-        writer.write(VelDBRowRef(*drained.back()));
-    }
-}
-
-template <typename... Payloads>
-template <typename T>
-int VelDatabase<Payloads...>::deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
-    const bool deleted = db == nullptr || deleteRows<T>(rows);
-    const int count = VelDBDataTable<T>::freeRow(rows);
-    return deleted ? count : 0;
-}
-
-/// Returns false when the statement could not be compiled or finalized.
-template <typename... Payloads>
-template <typename T>
-bool VelDatabase<Payloads...>::deleteRows(const typename VelDBDataTable<T>::vecT& rows) {
-    const std::string& table = VelDBDataTable<T>::tableName;
-    const VelDBLog log("deleteDeallocateDR", table.c_str());
-    try {
-        VelDBRowDeleter deleter(db, log);
-        if (!deleter.prepare(table)) {
-            return false;
-        }
-        VelDBTransaction transaction(db, log);
-        for (const VelDBDataRow<T>* row : rows) {
-            if (row != nullptr) {
-                deleter.remove(row->rowid);
-            }
-        }
-        transaction.commit();
-        return deleter.finalize();
-    } catch (...) {
-        log.caught(VelDBLog::Wording::stringOperations);
-        return true;
-    }
-}
-
-template <typename... Payloads>
-template <typename T>
-typename VelDBDataTable<T>::vecT VelDatabase<Payloads...>::readAllocateDR(const VelDBDataRowKey& key,
-                                                                          unsigned int count, veldbOrderByCol col,
-                                                                          veldbOrderByDir dir) {
-    typename VelDBDataTable<T>::vecT rows;
-    if (db == nullptr) {
-        return rows;
-    }
-    const std::string& table = VelDBDataTable<T>::tableName;
-    const VelDBLog log("readAllocateDR", table.c_str());
-    if (count > VELDB_MAX_READ_ROWS) {
-        log.restricted(VELDB_MAX_READ_ROWS);
-    }
-    const bool bounded = count != 0 && count < VELDB_MAX_READ_ROWS;
-    try {
-        std::string query = beginRead(table, key);
-        build_query_for_where_clause(key, query);
-        appendOrderBy(col, dir, query);
-        VelDBRowReader reader(db, log);
-        if (reader.prepare(query)) {
-            readRows<T>(reader, bounded ? count : VELDB_MAX_READ_ROWS, rows);
-            reader.finalize();
-        }
-    } catch (...) {
-        log.caught(VelDBLog::Wording::stringOperations);
-    }
-    return rows;
-}
-
-/// A row joins the result when it is complete; if filling it fails it is freed.
-template <typename... Payloads>
-template <typename T>
-void VelDatabase<Payloads...>::readRows(VelDBRowReader& reader, std::size_t limit,
-                                        typename VelDBDataTable<T>::vecT& rows) {
-    while (rows.size() < limit && reader.next()) {
-        std::unique_ptr<VelDBDataRow<T>> row(VelDBDataTable<T>::newRow(0));
-        if (row == nullptr) {
-            return;
-        }
-        reader.fill(VelDBRowRef(*row));
-        rows.push_back(row.get());
-        static_cast<void>(row.release()); // the result owns it now
-    }
-}
-
-template <typename... Payloads>
-void VelDatabase<Payloads...>::build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query) {
-    try {
-        appendWhereClause(key, query);
-    } catch (...) {
-        VelDBLog("build_query_for_where_clause", "").caughtComposing();
-    }
-}
+#include "rowstore/VelDatabaseBodies.h"
 
 #endif

@@ -5,9 +5,9 @@
 
 void Feature::runAsync(AsyncTriggerPayload /*payload*/) {}
 
-void Feature::runAsyncIdle(const std::atomic<bool>& /*stop*/) {}
+void Feature::runAsyncIdle(const std::atomic<bool>& /*flag*/) {}
 
-void Feature::runAsyncPeriodic(const std::atomic<bool>& /*stop*/) {}
+void Feature::runAsyncPeriodic(const std::atomic<bool>& /*flag*/) {}
 
 int Feature::getData(std::string& /*appName*/, featureData& data, int /*selector*/) {
     data.value = -1;

@@ -1,9 +1,8 @@
+#include "host/AppState.h"
 #include "rowstore/VelDatabase.h"
 
-#include "host/AppState.h"
-
-// The host's application-state table has no owner in this plug-in. Of its store, the operations that do not make or
-// read rows are kept compiled here; they are used by whoever creates such a store.
+// The row store supports the host's application-state table, though this plug-in has none. Compiling its operations,
+// but for those that make or read rows, keeps that true; the linker drops what nobody calls.
 template VelDatabase<AppState>::~VelDatabase();
 template int VelDatabase<AppState>::openVeldb();
 template int VelDatabase<AppState>::VelDatabaseInit();
