@@ -63,11 +63,11 @@ build_preset release tessary velhost
 rm -rf build/travel
 mkdir -p build/travel
 same "the example's output" \
-  build/release/bin/velhost replay --data build/travel/here examples/day.triggers -- \
-  emulate build/arm/bin/velhost replay --data build/travel/arm examples/day.triggers
+  build/release/bin/velhost replay --quiet --data build/travel/here examples/day.triggers -- \
+  emulate build/arm/bin/velhost replay --quiet --data build/travel/arm examples/day.triggers
 same "files written here" dump_here build/travel/here -- dump_arm build/travel/here
 same "files written on ARM" dump_arm build/travel/arm -- dump_here build/travel/arm
 same "blobs" blobs build/travel/here -- blobs build/travel/arm
 same "a second day on the other's files" \
-  build/release/bin/velhost replay --data build/travel/arm examples/day.triggers -- \
-  emulate build/arm/bin/velhost replay --data build/travel/here examples/day.triggers
+  build/release/bin/velhost replay --quiet --data build/travel/arm examples/day.triggers -- \
+  emulate build/arm/bin/velhost replay --quiet --data build/travel/here examples/day.triggers
