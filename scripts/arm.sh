@@ -16,8 +16,8 @@ unpack_arm_packages() {
   mkdir -p "$apt/lists/partial" "$apt/cache" "$apt/packages"
   local options=(-qq -o "APT::Architectures::=armhf" -o "APT::Sandbox::User=root"
     -o "Dir::State::Lists=$PWD/$apt/lists" -o "Dir::Cache=$PWD/$apt/cache")
-  apt-get "${options[@]}" update >"$apt/update.log" 2>&1 || true # a stale index of one suite is not fatal
-  (cd "$apt/packages" && apt-get "${options[@]}" download "${packages[@]}") ||
+  apt-get "${options[@]}" update >"$apt/log" 2>&1 || true # a stale index of one suite is not fatal
+  (cd "$apt/packages" && apt-get "${options[@]}" download "${packages[@]}") >>"$apt/log" 2>&1 ||
     fail "could not fetch the ARM packages: ${packages[*]}"
   local package
   for package in "$apt"/packages/*.deb; do
