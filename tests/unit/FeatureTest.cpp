@@ -1,7 +1,6 @@
 #include <array>
 #include <map>
 #include <memory>
-#include <optional>
 #include <random>
 #include <sstream>
 
@@ -21,50 +20,59 @@ constexpr const char* heavyGame = "ro.vendor.perf.wlc.heavygame";
 constexpr const char* files[] = {"Tessary.db", "TessaryHeavyGame.db"};
 constexpr const char* tables[] = {"Tessary", "HeavyGame"};
 
-enum Call { classify, weigh, report, tell, trigger, query };
+using Values = std::vector<int>;
+using Call = int (*)(FeatureProbe&, std::string&, const Values&);
+
+constexpr Call classify = [](auto& to, auto& name, auto& with) {
+    return to.updateToClassifierDataBase(name, with[0], with[1]);
+};
+constexpr Call weigh = [](auto& to, auto& name, auto& with) { return to.updateWeightToTessary(name, with[0]); };
+constexpr Call report = [](auto& to, auto& name, auto& with) { return to.updateWeightToClassifier(name, with); };
+constexpr Call tell = [](auto& to, auto& name, auto& with) { return to.setData(name, with); };
+constexpr Call trigger = [](auto& to, auto& name, auto& with) {
+    to.runAsync({static_cast<unsigned>(with[0]), static_cast<unsigned>(with[1]), name, with[2]});
+    return 0;
+};
+constexpr Call query = [](auto& to, auto& name, auto& with) {
+    featureData data;
+    return to.getData(name, data, with[0]) + data.value;
+};
 
 class FeatureTest : public testing::Test {
 protected:
     void SetUp() override { start("Tessary"); }
+    void TearDown() override { EXPECT_EQ(device.takeLog(), Lines{}) << "no line that the test did not expect"; }
     void start(const std::string& name) {
         FeatureInfo info;
         info.name = name;
         feature.reset();
         feature = std::make_unique<FeatureProbe>(info);
     }
-    int call(Call operation, std::string name, std::vector<int> values) {
-        featureData data;
-        switch (operation) {
-        case classify:
-            return feature->updateToClassifierDataBase(name, values[0], values[1]);
-        case weigh:
-            return feature->updateWeightToTessary(name, values[0]);
-        case report:
-            return feature->updateWeightToClassifier(name, values);
-        case tell:
-            return feature->setData(name, values);
-        case trigger:
-            feature->runAsync({static_cast<unsigned>(values[0]), static_cast<unsigned>(values[1]), name, values[2]});
-            return 0;
-        default:
-            return feature->getData(name, data, values[0]) + data.value;
-        }
-    }
-    /// Replaces both tables: "a 5 1 b 6 0 | a 1000 0 0" has two classifications and the peaks of one application.
-    void store(const std::string& state) const {
+    int call(Call operation, std::string name, const Values& values) { return operation(*feature, name, values); }
+
+    /// Starts again on new files: "a 5 1 b 6 0 | a 1000 0 0" has two classifications and the peaks of one application,
+    /// "! |" no classifier database.
+    void store(const std::string& state) {
+        feature.reset();
+        std::filesystem::remove_all(device.file());
+        const bool missing[] = {state.front() == '!', state.back() == '!'};
+        std::filesystem::create_directories(device.file(missing[0] ? files[0] : ""));
+        std::filesystem::create_directories(device.file(missing[1] ? files[1] : ""));
+        start("Tessary");
         std::istringstream words(state);
         for (std::size_t table = 0; table < 2; ++table) {
-            std::string statements = "DELETE FROM "s + tables[table] + "; SELECT ('";
+            std::string statements = "SELECT ('";
             for (std::string word; words >> word && word != "|";) {
-                char digits[9] = "";
-                if (std::isdigit(word.back()) != 0) { // as the bytes of a little-endian integer
+                if (char digits[9]; std::isdigit(word.back()) != 0) { // as the bytes of a little-endian integer
                     std::snprintf(digits, sizeof(digits), "%08X", __builtin_bswap32(static_cast<unsigned>(stol(word))));
                     statements += digits;
                 } else {
                     statements += "'); INSERT INTO "s + tables[table] + "(appName, blob) VALUES ('" + word + "', X'";
                 }
             }
-            Sql(device.file(files[table])).run(statements + "')");
+            if (!missing[table]) {
+                Sql(device.file(files[table])).run(statements + "')");
+            }
         }
     }
     /// What both tables hold, in the same form, by name and with a blank at the end.
@@ -72,6 +80,10 @@ protected:
         std::string state;
         for (std::size_t table = 0; table < 2; ++table) {
             state += table == 0 ? "" : "| ";
+            if (std::filesystem::is_directory(device.file(files[table]))) {
+                state += "! ";
+                continue;
+            }
             const std::string select = "SELECT appName, intcol1, rsvdName, blob FROM "s + tables[table];
             for (const std::string& row : Sql(device.file(files[table])).run(select + " ORDER BY appName, rowid")) {
                 std::size_t digits = row.rfind("',NULL,NULL,X'");
@@ -93,7 +105,10 @@ protected:
 TEST_F(FeatureTest, EachCallHasThisOutcome) {
     const Lines weightRefused{"E Tessary: updateWeightToTessary" + noEntry};
     const Lines reportRefused{"E Tessary: updateWeightToClassifier" + noEntry};
-    const std::tuple<std::string, Call, std::vector<int>, int, std::string, Lines> outcomes[] = {
+    const auto noDatabase = [](const std::string& name) {
+        return Lines{"E Tessary: " + name + "() #: No Classifier Database Available"};
+    };
+    const std::tuple<std::string, Call, Values, int, std::string, Lines> outcomes[] = {
         {"b 1 1 |", classify, {3, 17}, 1, "a 17 0 b 1 1 |", {}},
         {"a 5 7 | a 1 2 3", classify, {255, 9}, 1, "a 9 7 | a 1 2 3", {}},
         {"a 5 7 a 6 0 b 1 1 | a 1 2 3", classify, {1, 9}, 0, "b 1 1 | a 1 2 3", {}},
@@ -110,6 +125,9 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"a 5 1 | a 1000 0 0", report, {0, 50, 0}, 1, "a 5 1 | a 1000 50 0", {}},
         {"a 5 0 | a 100 100 100", tell, {400, 500, 300}, 0, "a 5 1 | a 400 500 300", {}},
         {"a 5 7 | a -5 10 -1", report, {-6, 9, -1}, 1, "a 5 0 | a -5 10 -1", {}},
+        {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
+        {"a 5 7 |", report, {475, 0, 474}, 1, "a 5 0 | a 475 0 474", {}},
+        {"a 5 7 |", report, {1073741824, 0, 0}, 1, "a 5 1 | a 1073741824 0 0", {}}, // wraps
         {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
         {"|", trigger, {4164, 0x02000005, 0}, 0, "a 5 0 |", {}},
         {"|", trigger, {4164, -0xEDCBAA, 0}, 0, "a 1193046 0 |", {}}, // 0xFF123456
@@ -121,9 +139,21 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"a 5 7 |", query, {-1}, 5, "a 5 7 |", {}},
         {"b 5 7 | a 1 2 3", query, {1}, 0, "b 5 7 | a 1 2 3", {}},
         {"a 5 7 a 5 8 |", query, {2}, 5, "a 5 7 a 5 8 |", {}},
+        {"a 5 7 | !", classify, {0, 9}, 1, "| !", {}},
+        {"a 5 7 | !", weigh, {5}, 1, "a 5 5 | !", {}},
+        {"a 5 7 | !", report, {1}, 0, "a 5 7 | !", noDatabase("updateWeightToClassifier")},
+        {"a 5 7 | !", trigger, {4165, 0, 2}, 0, "a 5 2 | !", {}},
+        {"a 5 7 | !", query, {1}, 7, "a 5 7 | !", {}},
+        {"! | a 1 2 3", classify, {0, 9}, 0, "! | a 1 2 3", noDatabase("updateToClassifierDataBase")},
+        {"! | a 1 2 3", weigh, {5}, 0, "! | a 1 2 3", noDatabase("updateWeightToTessary")},
+        {"! | a 1 2 3", tell, {5, 6, 7}, 0, "! | a 1 2 3", noDatabase("updateWeightToClassifier")},
+        {"! | a 1 2 3", trigger, {4166, 0, 0}, 0, "! | a 1 2 3", noDatabase("runAsync")},
+        {"! | a 1 2 3", query, {0}, 0, "! | a 1 2 3", {}},
+        {"! | !", tell, {5, 6, 7}, 0, "! | !", noDatabase("updateWeightToClassifier")},
     };
     for (const auto& [before, operation, values, result, after, log] : outcomes) {
         store(before);
+        device.dropLog();
         EXPECT_EQ(call(operation, "a", values), result) << before;
         EXPECT_EQ(stored(), after + " ") << before;
         EXPECT_EQ(device.takeLog(), log) << before;
@@ -134,74 +164,36 @@ TEST_F(FeatureTest, HostileNamesReachNoOtherRow) {
     store("'' 5 1 OR 5 1 a 5 7 a''a 6 0 | '' 1 1 1 a 1 2 3 a''a 4 5 6");
     const std::string others = stored();
     const auto playAll = [this](const std::string& name) {
-        return std::vector<int>{call(classify, name, {1, 9}), call(report, name, {1000, 0, 0}), call(query, name, {0}),
-                                call(query, name, {1}), call(weigh, name, {3})};
+        return Values{call(classify, name, {1, 9}), call(report, name, {1000, 0, 0}), call(query, name, {0}),
+                      call(query, name, {1}), call(weigh, name, {3})};
     };
     trace.take();
     for (const std::string& name : {""s, "\0"s, "a\0"s, "\0a"s, "a\0'a"s}) {
-        EXPECT_EQ(playAll(name), std::vector<int>(5, 0));
+        EXPECT_EQ(playAll(name), Values(5, 0));
         EXPECT_EQ(call(classify, name, {0, 0}), 0);
     }
     EXPECT_EQ(trace.take(), "") << "no row is read";
     for (const std::string& name : {"''"s, "' OR '1'='1"s, "a') OR ('a') = ('a"s, "a'--"s, "a\\"s, "%"s, "A"s, "a "s,
                                     "\xC3\x28\xFF"s, "\x01\n\x7F"s, "\""s, "?1"s, std::string(100000, '\'')}) {
-        EXPECT_EQ(playAll(name), (std::vector<int>{1, 1, 9, 1, 1})) << name;
+        EXPECT_EQ(playAll(name), (Values{1, 1, 9, 1, 1})) << name;
         EXPECT_NE(stored().find(name + " 9 3 "), std::string::npos) << name;
         EXPECT_NE(stored().find(name + " 1000 0 0 "), std::string::npos) << name;
         EXPECT_EQ(call(classify, name, {0, 0}), 1);
         EXPECT_EQ(stored(), others) << name;
     }
-    EXPECT_EQ(device.takeLog(), Lines{});
 }
 
-TEST_F(FeatureTest, WorksWithTheDatabasesThatOpen) {
-    for (const auto& [classifier, peaks] : {std::pair{true, true}, {true, false}, {false, true}, {false, false}}) {
-        feature.reset();
-        std::filesystem::remove_all(device.file());
-        std::filesystem::create_directories(device.file(classifier ? "" : files[0]));
-        std::filesystem::create_directories(device.file(peaks ? "" : files[1]));
-        start("Tessary");
-        Lines log;
-        for (const auto& [open, file, operation] :
-             {std::tuple{classifier, files[0], "createFeatureInputDb"}, {peaks, files[1], "createHeavyGameDb"}}) {
-            if (!open) {
-                log.push_back("E VELDB: openVeldb() #: ERROR:Db=/data/vendor/vel/"s + file +
-                              " sql open failed, err=14\n");
-                log.push_back("E Tessary: "s + operation +
-                              "() #: Error in DB initialization - createFeatureInputDb  -1");
-            }
-        }
-        EXPECT_EQ(device.takeLog(), log);
-        EXPECT_EQ(feature->appDb != nullptr, classifier);
-        EXPECT_EQ(feature->heavyGameDb != nullptr, peaks);
-        const std::tuple<Call, std::vector<int>, int, bool, std::string> calls[] = {
-            {classify, {1, 9}, classifier, !classifier, "updateToClassifierDataBase"},
-            {weigh, {5}, classifier, !classifier, "updateWeightToTessary"},
-            {report, {0}, 0, !classifier || !peaks, "updateWeightToClassifier"},
-            {tell, {0, 1900, 0}, 0, !classifier || !peaks, "updateWeightToClassifier"},
-            {trigger, {4166, 0, 0}, 0, !classifier, "runAsync"},
-            {query, {0}, classifier ? 9 : 0, false, ""},
-            {query,
-             {1},
-             !classifier ? 0
-             : peaks     ? 1
-                         : 5,
-             false,
-             ""},
-            {classify, {0, 0}, classifier, !classifier, "updateToClassifierDataBase"},
-            {query, {0}, 0, false, ""},
-        };
-        for (const auto& [operation, values, result, logs, name] : calls) {
-            EXPECT_EQ(call(operation, "a", values), result);
-            EXPECT_EQ(device.takeLog(), Lines(logs, "E Tessary: " + name + "() #: No Classifier Database Available"));
-        }
-    }
-    std::filesystem::remove_all(device.file(files[0]));
+TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpen) {
+    store("! | !");
+    EXPECT_TRUE(feature->appDb == nullptr && feature->heavyGameDb == nullptr);
+    const std::string open = "E VELDB: openVeldb() #: ERROR:Db=/data/vendor/vel/";
+    const std::string failed = "() #: Error in DB initialization - createFeatureInputDb  -1";
+    EXPECT_EQ(device.takeLog(),
+              (Lines{open + "Tessary.db sql open failed, err=14\n", "E Tessary: createFeatureInputDb" + failed,
+                     open + "TessaryHeavyGame.db sql open failed, err=14\n", "E Tessary: createHeavyGameDb" + failed}));
+    std::filesystem::remove(device.file(files[0]));
     feature->createFeatureInputDb();
-    const auto* opened = feature->appDb.get();
-    EXPECT_NE(opened, nullptr) << "a missing database is tried again";
-    feature->createFeatureInputDb();
-    EXPECT_EQ(feature->appDb.get(), opened);
+    EXPECT_EQ(call(classify, "a", {1, 9}), 1) << "tried again";
 }
 
 TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
@@ -211,12 +203,11 @@ TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
         start("Tessary");
         EXPECT_EQ(feature->tracePerf, value == "true");
         device.setProperty(heavyGame, "true");
-        store("a 5 7 |");
+        call(classify, "a", {1, 5});
+        call(weigh, "a", {7});
         call(trigger, "a", {4165, 0, 250});
         EXPECT_EQ(call(query, "a", {1}), value == "true" ? 7 : 250) << value;
-        EXPECT_EQ(call(weigh, "a", {8}) + call(classify, "a", {1, 6}), 2) << "only the trigger is dropped";
     }
-    EXPECT_EQ(device.takeLog(), Lines{});
 }
 
 struct Owned : FeatureOwnedObject {
@@ -245,19 +236,9 @@ TEST_F(FeatureTest, LeavesEverythingInOrderWhenDeleted) {
     }
 }
 
-TEST_F(FeatureTest, VerdictWrapsAt32Bits) {
-    const std::array<int, 4> verdicts[] = {{0, 1900, 0, 1},    {0, 1899, 0, 0},       {475, 0, 475, 1},
-                                           {475, 0, 474, 0},   {1000, -200, 0, 0},    {1073741824, 0, 0, 1},
-                                           {0, INT_MAX, 0, 1}, {0, INT_MIN, 0, 1},    {0, INT_MIN + 1700, 0, 0},
-                                           {INT_MAX, 0, 0, 0}, {INT_MIN, 1900, 0, 1}, {INT_MAX, 0, INT_MIN, 0}};
-    for (const auto& [a, b, c, verdict] : verdicts) {
-        EXPECT_EQ(feature->calculateWeight(a, b, c), verdict) << a << " " << b << " " << c;
-    }
-}
-
 struct Application {
     int type = 0, weight = 0;
-    std::vector<int> peaks;
+    Values peaks;
 };
 
 class AgainstAModel : public FeatureTest {
@@ -266,21 +247,22 @@ protected:
 
     /// Makes a random call, and does in the model what it should do.
     void play(const std::string& name) {
-        const int type = pick({0, 1, 0xFFFFFF}), op = pick({0, 1, 127, -128}), weight = pick({INT_MIN, 0, 1, 250});
-        std::vector<int> values(static_cast<std::size_t>(pick({2, 3, 3, 4})));
-        for (int& value : values) {
-            value = pick({INT_MIN, -1, 0, 380, 500, 950, 1900, INT_MAX});
+        const int kind = pick({4164, 4165, 0, 0}), op = pick({0, 1, 127, -128}), type = pick({0, 1, 0xFFFFFF});
+        Values values{kind, op * 0x1000000 | type, pick({INT_MIN, 0, 1, 250})};
+        if (kind == 0) {
+            values.resize(static_cast<std::size_t>(pick({2, 3, 3, 4})));
+            std::generate(values.begin(), values.end(), [this] {
+                return pick({INT_MIN, -1, 0, 380, 500, 950, 1900, INT_MAX});
+            });
         }
-        const int kind = pick({4164, 4165, 4166, 0, 0});
-        call(kind == 0 ? tell : trigger, name,
-             kind == 0 ? values : std::vector<int>{kind, op * 0x1000000 | type, weight});
+        call(kind == 0 ? tell : trigger, name, values);
         if (kind == 4164) {
             op == 0 ? void(model.erase(name)) : void(model[name].type = type);
         } else if (const auto known = model.find(name); known != model.end()) {
             if (kind == 4165 && !weightsIgnored) {
-                known->second.weight = weight;
+                known->second.weight = values[2];
             } else if (kind == 0 && values.size() >= 3) {
-                std::vector<int>& peaks = known->second.peaks;
+                Values& peaks = known->second.peaks;
                 peaks.resize(3, INT_MIN);
                 std::transform(peaks.begin(), peaks.end(), values.begin(), peaks.begin(),
                                [](int one, int other) { return std::max(one, other); });
@@ -318,6 +300,7 @@ TEST_F(AgainstAModel, RandomCallsLeaveTheSameRows) {
             model.erase(names[4]);
             model.erase(names[5]);
             const Application expected = model.count(name) == 0 ? Application{} : model.at(name);
+            device.dropLog();
             EXPECT_EQ(call(query, name, {0}), expected.type);
             EXPECT_EQ(call(query, name, {1}), expected.weight);
             EXPECT_EQ(stored(), modelled()) << "seed " << seed << ", call " << count;
