@@ -18,8 +18,11 @@ bool outOfMemory = false;
 
 } // namespace
 
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return outOfMemory ? nullptr : std::malloc(size);
+}
 void* operator new(std::size_t size) {
-    void* block = outOfMemory ? nullptr : std::malloc(size);
+    void* block = operator new(size, std::nothrow);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
