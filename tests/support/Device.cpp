@@ -50,17 +50,17 @@ std::string render(const LogLine& line) {
 } // namespace
 
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
+    LogLine line{};
+    line.priority = priority;
+    std::snprintf(line.tag, sizeof(line.tag), "%s", tag);
+    std::snprintf(line.format, sizeof(line.format), "%s", format);
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(line.text, sizeof(line.text), format, arguments);
+    va_end(arguments);
     const std::lock_guard<std::mutex> lock(guard);
-    const std::size_t index = logged++;
-    if (index < lines.size()) {
-        LogLine& line = lines[index];
-        line.priority = priority;
-        std::snprintf(line.tag, sizeof(line.tag), "%s", tag);
-        std::snprintf(line.format, sizeof(line.format), "%s", format);
-        va_list arguments;
-        va_start(arguments, format);
-        std::vsnprintf(line.text, sizeof(line.text), format, arguments);
-        va_end(arguments);
+    if (const std::size_t index = logged++; index < lines.size()) {
+        lines[index] = line;
     }
     return 1;
 }

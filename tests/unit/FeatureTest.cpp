@@ -1,4 +1,3 @@
-#include <array>
 #include <map>
 #include <memory>
 #include <random>
@@ -17,8 +16,8 @@ using namespace std::string_literals;
 
 const std::string noEntry = "() #: No entry found for the app in classifier, cannot updateinfo";
 constexpr const char* heavyGame = "ro.vendor.perf.wlc.heavygame";
-constexpr const char* files[] = {"Tessary.db", "TessaryHeavyGame.db"};
 constexpr const char* tables[] = {"Tessary", "HeavyGame"};
+constexpr const char* files[] = {"Tessary.db", "TessaryHeavyGame.db"};
 
 using Values = std::vector<int>;
 using Call = int (*)(FeatureProbe&, std::string&, const Values&);
@@ -117,39 +116,32 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"b 1 1 |", weigh, {5}, 0, "b 1 1 |", weightRefused},
         {"a 5 7 a 6 0 |", weigh, {5}, 0, "a 5 7 a 6 0 |", weightRefused},
         {"a 5 7 | a 1 2 3", weigh, {INT_MIN}, 1, "a 5 -2147483648 | a 1 2 3", {}},
-        {"b 1 1 |", report, {1000, 0}, 0, "b 1 1 |", {}},
         {"b 1 1 | a 1 2 3", report, {1000, 0, 0}, 0, "b 1 1 | a 1 2 3", reportRefused},
         {"a 5 7 a 6 0 |", report, {1000, 0, 0}, 0, "a 5 7 a 6 0 |", reportRefused},
         {"a 5 7 | b 9 9 9", report, {1000, 0, 0}, 1, "a 5 1 | a 1000 0 0 b 9 9 9", {}},
         {"a 5 7 |", report, {-5, -6, -7, 9999}, 1, "a 5 0 | a -5 -6 -7", {}},
         {"a 5 1 | a 1000 0 0", report, {0, 50, 0}, 1, "a 5 1 | a 1000 50 0", {}},
         {"a 5 0 | a 100 100 100", tell, {400, 500, 300}, 0, "a 5 1 | a 400 500 300", {}},
-        {"a 5 7 | a -5 10 -1", report, {-6, 9, -1}, 1, "a 5 0 | a -5 10 -1", {}},
         {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
-        {"a 5 7 |", report, {475, 0, 474}, 1, "a 5 0 | a 475 0 474", {}},
         {"a 5 7 |", report, {1073741824, 0, 0}, 1, "a 5 1 | a 1073741824 0 0", {}}, // wraps
         {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
         {"|", trigger, {4164, 0x02000005, 0}, 0, "a 5 0 |", {}},
         {"|", trigger, {4164, -0xEDCBAA, 0}, 0, "a 1193046 0 |", {}}, // 0xFF123456
         {"a 5 7 |", trigger, {4164, 7, 0}, 0, "|", {}},
         {"a 5 7 |", trigger, {4165, 0, -3}, 0, "a 5 -3 |", {}},
-        {"|", trigger, {4165, 0, -3}, 0, "|", weightRefused},
         {"a 5 7 |", trigger, {4166, 7, 1}, 0, "a 5 7 |", {}},
         {"a 5 7 |", query, {1}, 7, "a 5 7 |", {}},
-        {"a 5 7 |", query, {-1}, 5, "a 5 7 |", {}},
         {"b 5 7 | a 1 2 3", query, {1}, 0, "b 5 7 | a 1 2 3", {}},
         {"a 5 7 a 5 8 |", query, {2}, 5, "a 5 7 a 5 8 |", {}},
         {"a 5 7 | !", classify, {0, 9}, 1, "| !", {}},
         {"a 5 7 | !", weigh, {5}, 1, "a 5 5 | !", {}},
         {"a 5 7 | !", report, {1}, 0, "a 5 7 | !", noDatabase("updateWeightToClassifier")},
         {"a 5 7 | !", trigger, {4165, 0, 2}, 0, "a 5 2 | !", {}},
-        {"a 5 7 | !", query, {1}, 7, "a 5 7 | !", {}},
         {"! | a 1 2 3", classify, {0, 9}, 0, "! | a 1 2 3", noDatabase("updateToClassifierDataBase")},
         {"! | a 1 2 3", weigh, {5}, 0, "! | a 1 2 3", noDatabase("updateWeightToTessary")},
         {"! | a 1 2 3", tell, {5, 6, 7}, 0, "! | a 1 2 3", noDatabase("updateWeightToClassifier")},
         {"! | a 1 2 3", trigger, {4166, 0, 0}, 0, "! | a 1 2 3", noDatabase("runAsync")},
         {"! | a 1 2 3", query, {0}, 0, "! | a 1 2 3", {}},
-        {"! | !", tell, {5, 6, 7}, 0, "! | !", noDatabase("updateWeightToClassifier")},
     };
     for (const auto& [before, operation, values, result, after, log] : outcomes) {
         store(before);
@@ -211,28 +203,27 @@ TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
 }
 
 struct Owned : FeatureOwnedObject {
-    Owned(std::string& deletions, char letter) : record(deletions), mark(letter) {}
-    ~Owned() override { record += mark; }
-    std::string& record;
-    char mark;
+    explicit Owned(int& counter) : deletions(counter) {}
+    ~Owned() override { ++deletions; }
+    int& deletions;
 };
 
-TEST_F(FeatureTest, LeavesEverythingInOrderWhenDeleted) {
-    std::string deletions;
+TEST_F(FeatureTest, WritesItsQueueAndClosesWhenDeleted) {
+    int deletions = 0;
     for (const std::string name : {"", "X"}) {
         start(name);
-        feature->ownedObjectA = new Owned(deletions, 'A');
-        feature->ownedObjectB = new Owned(deletions, 'B');
+        feature->ownedObjectA = new Owned(deletions);
+        feature->ownedObjectB = new Owned(deletions);
         auto queued = feature->appDb->getRow(1);
         queued[0]->appName = "queued";
         feature->appDb->cacheRow(queued);
         const std::unique_ptr<Feature> handed = std::move(feature);
     }
-    EXPECT_EQ(deletions, "ABAB");
+    EXPECT_EQ(deletions, 4);
     for (const std::string name : {"", "X"}) {
+        EXPECT_FALSE(std::filesystem::exists(device.file(name + ".db-wal"))) << "closed";
         EXPECT_EQ(Sql(device.file(name + ".db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
         EXPECT_EQ(Sql(device.file(name + "HeavyGame.db")).table("HeavyGame"), Lines{});
-        EXPECT_FALSE(std::filesystem::exists(device.file(name + ".db-wal"))) << "closed";
     }
 }
 
