@@ -29,6 +29,8 @@ constexpr std::size_t measurementCount = 3;
 constexpr std::uint32_t verdictOffset = 1700;
 constexpr std::int32_t verdictThreshold = 199;
 
+// The messages of the feature, each with its one home. They end without a line break, unlike the row store's.
+
 void logNoDatabase(const char* operation, int line = __builtin_LINE()) {
     VEL_LOG_ERROR("No Classifier Database Available", "Tessary", operation, line);
 }
@@ -37,6 +39,7 @@ void logNoEntry(const char* operation, int line = __builtin_LINE()) {
     VEL_LOG_ERROR("No entry found for the app in classifier, cannot updateinfo", "Tessary", operation, line);
 }
 
+/// Leaves `store` null when there is no memory for it or it cannot be opened; does nothing when it is open.
 template <typename T>
 void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, const char* ending,
                const char* tableName, const char* operation, int line = __builtin_LINE()) {
@@ -54,6 +57,7 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
     }
 }
 
+/// Exactly "true", not what else a property may hold for yes.
 bool readHeavyGameProperty() {
     const PropVal property = perf_get_prop("ro.vendor.perf.wlc.heavygame", "false");
     const std::string value(property.value, strnlen(property.value, sizeof(property.value)));
@@ -65,6 +69,7 @@ bool isApplicationName(const std::string& appName) {
     return !appName.empty() && appName.find('\0') == std::string::npos;
 }
 
+/// The rows of one application: none, one or, after a fault, several.
 template <typename T>
 VelDBRowLoan<T> lookUp(VelDatabase<T>& store, const std::string& appName) {
     const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
@@ -96,6 +101,7 @@ int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, in
         known.write();
         return 1;
     }
+    // Several rows are a fault that nothing can decide: all go, and the next trigger starts afresh.
     const bool added = known.empty() && insertRow(store, appName, TessaryDatabase{type});
     known.remove();
     return added ? 1 : 0;
@@ -219,6 +225,7 @@ int TessaryFeature::updateWeightToClassifier(std::string& appName, std::vector<i
     if (stored.size() > 1) {
         return 0;
     }
+    // The peaks are written first. If the weight then fails, the next report makes up for it.
     HeavyGameClassifierDatabase peaks{values[0], values[1], values[2]};
     if (stored.empty()) {
         writeHeavyGameDb(appName, std::move(values));
@@ -249,6 +256,7 @@ int TessaryFeature::getAppWeight(std::string& appName) {
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): called by the host as a member
 int TessaryFeature::calculateWeight(int a, int b, int c) {
+    // Unsigned, because it wraps; the verdict compares the wrapped result as signed.
     const auto sum =
         static_cast<std::uint32_t>(b) + 2U * (static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(c));
     const auto excess = static_cast<std::int32_t>(sum - verdictOffset);

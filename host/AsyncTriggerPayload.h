@@ -9,10 +9,14 @@
 /// What the host delivers with an asynchronous trigger. Which trigger codes a feature acts on, and how it decodes the
 /// two arguments, is the feature's matter (TessaryFeature::runAsync).
 struct HOST_EXPORT AsyncTriggerPayload {
-    std::uint32_t triggerId = 0;   ///< the trigger code
-    std::uint32_t triggerArg = 0;  ///< first argument word
-    std::string appName;           ///< the application (package) that the trigger concerns
-    std::int32_t triggerValue = 0; ///< second argument
+    /// The trigger code, compared for equality only.
+    std::uint32_t triggerId = 0;
+    /// First argument word, decoded as the trigger code says.
+    std::uint32_t triggerArg = 0;
+    /// The application (package) that the trigger concerns.
+    std::string appName;
+    /// Second argument, signed.
+    std::int32_t triggerValue = 0;
 };
 
 #endif

@@ -62,10 +62,15 @@ public:
     /// A report of values for an application. Returns 0.
     virtual int setData(std::string& appName, std::vector<int> values);
 
+    // Public: the host's compiled code works on them. What has no comment is the host's alone.
+
+    /// The feature's name, from the description.
     std::string name;
-    FeatureOwnedObject* ownedObjectA = nullptr; ///< set by the host or null; owned
-    FeatureOwnedObject* ownedObjectB = nullptr; ///< set by the host or null; owned
+    /// Set by the host or null; the derived destructor deletes what they point to.
+    FeatureOwnedObject* ownedObjectA = nullptr;
+    FeatureOwnedObject* ownedObjectB = nullptr;
     std::int32_t auxValue = 0;
+    /// The description that the feature was built from.
     FeatureInfo info;
     FeatureState state;
     std::int32_t stateAux = 0;
@@ -76,9 +81,11 @@ public:
     bool flag1 = false;
     bool flag2 = false;
     std::int32_t handle = -1;
-    std::thread worker; ///< started and joined by the host alone
+    /// Started and joined by the host alone; must not be joinable when the feature is destroyed.
+    std::thread worker;
     bool flag3 = false;
     bool flag4 = false;
+    /// Whether "vendor.debug.trace.perf" read true when the feature was built.
     bool tracePerf;
 };
 

@@ -14,7 +14,7 @@
 // The host's description of a feature. The records cross the plug-in boundary by value, so the declaration order and
 // the types of the fields are part of the binary contract. A plug-in reads FeatureInfo::name and carries the rest.
 
-/// One asynchronous event that a meter reacts to.
+/// One asynchronous event that a meter reacts to. A plain record; what its fields mean is the host's matter.
 struct HOST_EXPORT AsyncInfo {
     bool flag = false;
     std::uint32_t id = 0;
@@ -27,7 +27,7 @@ struct HOST_EXPORT AsyncInfo {
     }
 };
 
-/// One meter of a feature.
+/// One meter of a feature. Carried by the plug-in, never read.
 struct HOST_EXPORT MeterInfo {
     std::string name;
     std::set<AsyncInfo> asyncInfoSet;
@@ -36,9 +36,11 @@ struct HOST_EXPORT MeterInfo {
     std::int32_t param = 0;
 };
 
-/// The description from which the host's registry builds a feature.
+/// The description from which a factory builds a feature. Passed by value; the feature keeps it for its lifetime.
 struct HOST_EXPORT FeatureInfo {
-    std::string name; ///< the feature's name; its database files are named after it
+    /// The feature's name; its database files are named after it, so it must be fit for a file name.
+    std::string name;
+    // What follows is the host's: a plug-in carries it unread.
     std::unordered_map<unsigned int, std::unordered_set<int>> idSets;
     std::int32_t param = 0;
     std::vector<MeterInfo> meters;

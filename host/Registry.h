@@ -20,6 +20,7 @@ struct FeatureInfo;
 template <typename Base, typename Info>
 class HOST_EXPORT RegistryBase {
 public:
+    /// Makes a feature from its description; null when memory ran out. The caller owns the feature.
     using FeatureFactory = Base* (*)(Info);
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
 
@@ -32,10 +33,13 @@ public:
         return classList;
     }
 
-    static ClassMap* classList; ///< null until the map is first needed; never destroyed
-    static std::mutex mMutex;   ///< guards `classList` and the map
+    /// Null until the map is first needed; the map is never destroyed, since plug-ins may be loaded at any time.
+    static ClassMap* classList;
+    /// Guards `classList` and the map. Held while an entry is made or looked up, and across nothing else.
+    static std::mutex mMutex;
 };
 
+// The host library defines both, once for all plug-ins.
 template <>
 HOST_EXPORT RegistryBase<Feature, FeatureInfo>::ClassMap* RegistryBase<Feature, FeatureInfo>::classList;
 template <>

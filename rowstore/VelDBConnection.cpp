@@ -7,6 +7,7 @@
 
 namespace {
 
+/// An empty file name means a database in memory. The directory ends in a slash of its own.
 std::string composePath(const std::string& dbDir, const std::string& dbFileName) {
     return dbFileName.empty() ? ":memory:" : dbDir + dbFileName;
 }
@@ -15,12 +16,14 @@ void logCaught(const char* operation, int line = __builtin_LINE()) {
     VelDBLog(operation, "").caught(VelDBLog::Wording::exception, line);
 }
 
+/// The journal mode is kept in the file, but a file may come from elsewhere: asked for at every open.
 void enableWriteAheadLog(sqlite3* db, const VelDBLog& log) {
     if (sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) != SQLITE_OK) {
         log.sqlMessage(db);
     }
 }
 
+/// The path is composed here, for the message alone: a close that works needs no memory.
 void logCloseFailure(const std::string& dbDir, const std::string& dbFileName, int code) {
     try {
         const std::string path = composePath(dbDir, dbFileName);
@@ -57,6 +60,7 @@ veldbError closeConnection(const std::string& dbDir, const std::string& dbFileNa
         return VELDB_SUCCESS;
     }
     const int code = sqlite3_close(db);
+    // Whatever SQLite answered, the handle is not used again: not by a later operation, nor by the destructor.
     db = nullptr;
     if (code != SQLITE_OK) {
         logCloseFailure(dbDir, dbFileName, code);

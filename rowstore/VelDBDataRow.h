@@ -8,16 +8,23 @@
 
 #include "rowstore/VelDBTypes.h"
 
-/// One row of a table, in memory. Made by VelDBDataTable::getRow or a read, and handed back to the store exactly once.
+/// One row of a table, in memory. Changing a field changes nothing on the disk before the row is written back.
+/// Made by VelDBDataTable::getRow or a read, and handed back to the store exactly once.
 template <typename T>
 struct VelDBDataRow {
     static_assert(std::is_trivially_copyable<T>::value, "a payload is stored as its memory image");
 
-    std::int64_t rowid = 0;                ///< SQLite's row id; 0: never stored, so a write inserts it
-    std::int32_t intcol1 = VELDB_NO_VALUE; ///< VELDB_NO_VALUE: stored as NULL
-    std::string appName;                   ///< empty: no value, which the table refuses
-    std::string rsvdName;                  ///< empty: stored as NULL
-    T payload{};                           ///< stored as a blob of exactly sizeof(T) bytes
+    /// SQLite's row id. 0 means that the row was never stored, so that a write inserts it; any other is updated in
+    /// place. Ids beyond 32 bits can be read but not written.
+    std::int64_t rowid = 0;
+    /// A number of the owner's; VELDB_NO_VALUE is stored as NULL.
+    std::int32_t intcol1 = VELDB_NO_VALUE;
+    /// The application's name, any bytes; the empty string has no value to store, which the table refuses.
+    std::string appName;
+    /// A second name, any bytes; the empty string is stored as NULL.
+    std::string rsvdName;
+    /// Stored as a blob of exactly sizeof(T) bytes. A new row's is zero where its type has no default.
+    T payload{};
 };
 
 /// A row's fields without its payload's type, so that one piece of code binds and reads rows of every payload.

@@ -23,6 +23,7 @@
 template <typename T>
 class VelDBDataTable {
 public:
+    /// A row of this table, always on the heap, and the form in which rows are handed over.
     using rowT = VelDBDataRow<T>;
     using vecT = std::vector<rowT*>;
 

@@ -8,6 +8,7 @@
 
 namespace {
 
+/// The component word of every line of the row store.
 constexpr char component[] = "VELDB";
 
 } // namespace
@@ -46,6 +47,7 @@ void VelDBLog::unwritten(std::size_t count, int line) const {
 }
 
 void VelDBLog::caught(Wording wording, int line) const {
+    // Thrown once more to learn its type: every operation's catch block needs the same three lines.
     try {
         throw;
     } catch (const std::exception& error) {

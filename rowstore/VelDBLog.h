@@ -9,9 +9,10 @@ struct sqlite3;
 ///
 /// An object carries the operation's name and the subject of its lines, a table name or a database path. Both are
 /// borrowed and must outlive it. Nothing here throws or allocates. Every call logs one line with the source line of the
-/// caller; all are errors but `restricted`, a warning. Callable from any thread.
+/// call; all are errors but `restricted`, a warning. Callable from any thread.
 class VelDBLog {
 public:
+    /// Lines of the operation called `operationName` on `subjectName`.
     VelDBLog(const char* operationName, const char* subjectName) : operation(operationName), subject(subjectName) {}
 
     /// The table could not be made, or a write statement not be compiled: SQLite's message.
@@ -23,6 +24,7 @@ public:
     /// A step in a statement's life failed: its result code.
     void sqlCode(int code, int line = __builtin_LINE()) const;
 
+    /// SQLite could not open, or refused to close, the database: its result code.
     void openFailed(int code, int line = __builtin_LINE()) const;
     void closeFailed(int code, int line = __builtin_LINE()) const;
 
@@ -35,7 +37,8 @@ public:
     /// `count` queued rows are freed unwritten.
     void unwritten(std::size_t count, int line = __builtin_LINE()) const;
 
-    /// The wording for an exception that is no std::exception.
+    /// How a line speaks of an exception that is no std::exception: two wordings are in use, and readers of logs know
+    /// both.
     enum class Wording { exception, stringOperations };
 
     /// Logs the exception being handled; only to be called from a catch block.

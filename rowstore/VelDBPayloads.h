@@ -8,14 +8,19 @@
 
 /// One application's classification.
 struct TessaryDatabase {
-    std::int32_t appType;       ///< type code; 0 to 0xFFFFFF when it comes from a trigger
-    std::int32_t appWeight = 0; ///< the host's weight, or the heavy-game verdict (0 or 1)
+    /// The type code; 0 to 0xFFFFFF when it comes from a trigger.
+    std::int32_t appType;
+    /// The weight: the host's own, or the heavy-game verdict (0 or 1).
+    std::int32_t appWeight = 0;
 };
 
 /// The largest values ever reported of one application's three measurements.
 struct HeavyGameClassifierDatabase {
+    /// Of element 0 of the reports; counts twice in the verdict.
     std::int32_t peak0 = 0;
+    /// Of element 1; counts once.
     std::int32_t peak1 = 0;
+    /// Of element 2; counts twice.
     std::int32_t peak2 = 0;
 };
 

@@ -7,6 +7,7 @@ namespace {
 
 constexpr std::string_view schema = "(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)";
 constexpr std::string_view insertColumns = "(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)";
+constexpr std::string_view updateVerb = "UPDATE ";
 constexpr std::string_view updateColumns = " SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)";
 constexpr std::string_view deleteSelection = " WHERE (rowid) = (?)";
 constexpr std::string_view readPrefix = "SELECT *, rowid FROM ";
@@ -106,11 +107,12 @@ std::string composeCreate(const std::string& tableName) {
 }
 
 void composeInsert(const std::string& tableName, std::string& query) {
+    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size()); // the update's text comes next
     compose(query, "INSERT INTO ", tableName, insertColumns);
 }
 
 void composeUpdate(const std::string& tableName, std::string& query) {
-    compose(query, "UPDATE ", tableName, updateColumns);
+    compose(query, updateVerb, tableName, updateColumns);
 }
 
 void composeDelete(const std::string& tableName, std::string& query) {

@@ -9,9 +9,10 @@
 // The SQL texts of a table, composed here and nowhere else. Table names are pasted in as they stand and must be plain
 // SQL identifiers; a key's values are quoted. Everything here throws std::bad_alloc and nothing else.
 
+/// The statement that creates the table unless it exists.
 std::string composeCreate(const std::string& tableName);
 
-/// Each replaces what `query` held.
+/// The three statements that change rows. Each replaces what `query` held, so that one text can serve in turn.
 void composeInsert(const std::string& tableName, std::string& query);
 void composeUpdate(const std::string& tableName, std::string& query);
 void composeDelete(const std::string& tableName, std::string& query);

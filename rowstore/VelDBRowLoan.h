@@ -13,19 +13,22 @@ class VelDBRowLoan {
 public:
     using vecT = typename VelDBDataTable<T>::vecT;
 
-    /// Takes over the rows.
+    /// Takes over the rows, which must be of this store. Throws nothing.
     VelDBRowLoan(VelDatabase<T>& lender, vecT&& lent) : store(lender), rows(std::move(lent)) {}
+    /// Frees what was neither written nor deleted.
     ~VelDBRowLoan() { store.freeRow(rows); }
 
     VelDBRowLoan(const VelDBRowLoan&) = delete;
     VelDBRowLoan& operator=(const VelDBRowLoan&) = delete;
 
     /// Writes the rows back, as VelDatabase::writeDeallocateDR does. The loan is empty afterwards.
+    /// Throws std::bad_alloc when the rows cannot be queued: they stay on loan.
     void write() { store.template writeDeallocateDR<T>(rows); }
 
     /// Deletes the rows from their table, as VelDatabase::deleteDeallocateDR does. The loan is empty afterwards.
     void remove() { store.template deleteDeallocateDR<T>(rows); }
 
+    /// How many rows are on loan; none after `write` or `remove`.
     std::size_t size() const { return rows.size(); }
     bool empty() const { return rows.empty(); }
 

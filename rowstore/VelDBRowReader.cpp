@@ -22,6 +22,7 @@ bool VelDBRowReader::next() {
     if (sqlite3_step(statement.get()) == SQLITE_ROW) {
         return true;
     }
+    // The step tells only that there is no row; the reset tells whether that was a failure, and which.
     const int failure = sqlite3_reset(statement.get());
     if (failure != SQLITE_OK) {
         log.sqlCode(failure);
@@ -49,6 +50,7 @@ void VelDBRowReader::assignText(int column, std::string& text) {
         requireMemory();
         return;
     }
+    // With its length: a text may hold any bytes, NUL included.
     text.assign(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), column)));
 }
 
@@ -62,8 +64,8 @@ void VelDBRowReader::assignPayload(void* payload, unsigned size) {
     std::memset(static_cast<char*>(payload) + copied, 0, size - copied);
 }
 
-/// SQLite answers NULL also when it could not convert a value for want of memory. Taken for a NULL column, the row
-/// would lose that value when it is written back.
+// SQLite answers NULL also when it could not convert a value for want of memory. Taken for a NULL column, the row would
+// lose that value when it is written back.
 void VelDBRowReader::requireMemory() {
     if (sqlite3_errcode(db) == SQLITE_NOMEM) {
         throw std::bad_alloc();

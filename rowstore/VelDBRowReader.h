@@ -8,7 +8,8 @@
 
 class VelDBLog;
 
-/// The statement of one read. One thread at a time.
+/// The statement of one read: compiled, stepped row by row, ended. Owns it, so that an exception on the way leaves no
+/// statement behind. One thread at a time.
 class VelDBRowReader {
 public:
     /// Both must outlive the reader.
@@ -25,12 +26,16 @@ public:
     /// the row is then filled in part and must not be used.
     void fill(const VelDBRowRef& row);
 
-    /// Ends the statement; a failure is logged.
+    /// Ends the statement, before or after its last row; a failure is logged. Without it the destructor ends it
+    /// silently.
     void finalize();
 
 private:
+    /// Takes the bytes of a text column; NULL leaves `text` as it is.
     void assignText(int column, std::string& text);
+    /// Takes as many bytes of the blob as there are and fit, and clears the rest of the payload.
     void assignPayload(void* payload, unsigned size);
+    /// Throws when the NULL that SQLite has just returned means that it ran out of memory.
     void requireMemory();
 
     sqlite3* db;

@@ -18,10 +18,12 @@ void check(int code, const VelDBLog& log, int line = __builtin_LINE()) {
     }
 }
 
+/// The row id is bound as 32 bits: one that is wider would be cut down to another row's.
 bool fitsParameter(std::int64_t rowid) {
     return rowid >= std::numeric_limits<std::int32_t>::min() && rowid <= std::numeric_limits<std::int32_t>::max();
 }
 
+/// Binds the text where it is, without a copy: the row outlives the step.
 int bindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
     return sqlite3_bind_text(statement, parameter, text.data(), VelDBStatement::sizeOf(text), SQLITE_STATIC);
 }
@@ -68,6 +70,7 @@ void VelDBRowWriter::write(const VelDBRowRef& row) {
 void VelDBRowWriter::bindRow(Write& write, const VelDBRowRef& row) {
     sqlite3_stmt* statement = write.statement.get();
     const unsigned parameters = parametersOf(row);
+    // Rows of one kind bind the same parameters, so that most batches never come to this.
     const bool carriesOver = (write.bound & ~parameters) != 0;
     if (carriesOver) {
         sqlite3_clear_bindings(statement);

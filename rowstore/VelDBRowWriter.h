@@ -28,11 +28,13 @@ public:
     bool finalize();
 
 private:
+    /// One of the two statements, and what its last row left bound.
     struct Write {
         VelDBStatement statement;
         unsigned bound = 0; ///< one bit a parameter that the last row has bound
     };
 
+    /// Binds what the row holds; what only the row before it held is cleared first.
     void bindRow(Write& write, const VelDBRowRef& row);
 
     sqlite3* db;
@@ -41,20 +43,20 @@ private:
     Write update;
 };
 
-/// The statement of one delete. One thread at a time.
+/// The statement of one delete, used for every row of it. One thread at a time.
 class VelDBRowDeleter {
 public:
     /// Both must outlive the deleter.
     VelDBRowDeleter(sqlite3* connection, const VelDBLog& operationLog);
 
-    /// As VelDBRowWriter's.
+    /// Compiles the statement; called once. Returns whether that worked; a failure is logged. Throws std::bad_alloc.
     bool prepare(const std::string& tableName);
 
     /// Deletes the row with this id, if there is one. Failures are logged. Row id 0, of a row that was never stored, is
     /// skipped; one beyond 32 bits is refused as in VelDBRowWriter::write.
     void remove(std::int64_t rowid);
 
-    /// As VelDBRowWriter's.
+    /// Ends the statement. Returns whether it ended well; a failure is logged.
     bool finalize();
 
 private:

@@ -19,6 +19,7 @@ bool VelDBStatement::prepare(sqlite3* db, const std::string& sql) {
 }
 
 void VelDBStatement::run(const VelDBLog& log) {
+    // The reset repeats the step's failure; both lines are wanted, so that a log shows which of the two began it.
     const int stepped = sqlite3_step(handle);
     if (stepped != SQLITE_DONE) {
         log.sqlCode(stepped);

@@ -10,6 +10,7 @@ class VelDBLog;
 /// Owns one compiled statement. Must be destroyed before its connection is closed, and is used by one thread at a time.
 class VelDBStatement {
 public:
+    /// Holds nothing before `prepare`.
     VelDBStatement() = default;
 
     /// Finalizes the statement if that was not done; a failure is not reported then.
@@ -21,7 +22,8 @@ public:
     /// Compiles `sql`; called once. Returns whether that worked: if not, the reason is the connection's message.
     bool prepare(sqlite3* db, const std::string& sql);
 
-    /// Runs a statement that returns no rows, once, and resets it. Failures of the two steps are logged one by one.
+    /// Runs a statement that returns no rows, once, and resets it, so that it can be bound and run again. Failures of
+    /// the two are logged one by one: a step that fails shows again at the reset, with the same code.
     void run(const VelDBLog& log);
 
     /// Returns SQLite's result, 0 for success; the statement is gone either way.

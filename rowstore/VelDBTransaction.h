@@ -5,7 +5,7 @@ struct sqlite3;
 class VelDBLog;
 
 /// One immediate transaction on a connection: begun by the constructor, ended by `commit`. Only one may exist on a
-/// connection at a time.
+/// connection at a time, and only the thread that made it may use it.
 class VelDBTransaction {
 public:
     /// Takes the database's write lock. When that fails, the failure is logged and whatever transaction is open is
@@ -22,6 +22,7 @@ public:
     void commit();
 
 private:
+    /// Runs BEGIN or COMMIT; when that fails, logs it, rolls back and logs a failure of that too.
     void runOrRollBack(const char* sql);
 
     sqlite3* db;

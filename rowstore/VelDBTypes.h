@@ -7,6 +7,7 @@
 
 // The results, orderings and limits that the whole row store shares.
 
+/// The result of an operation on a connection. Operations that return a plain int use the same two values.
 enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.

@@ -23,12 +23,14 @@ int VelDatabase<Payloads...>::openVeldb() {
     if (((createVeldbTables<Payloads>() == VELDB_SUCCESS) && ...)) {
         return VELDB_SUCCESS;
     }
+    // "Failed" means the same however it came about: no connection.
     closeVeldb();
     return VELDB_FAILURE;
 }
 
 template <typename... Payloads>
 int VelDatabase<Payloads...>::VelDatabaseWriteCachedToDisk() {
+    // One table's failure does not keep the others from being written.
     int result = VELDB_SUCCESS;
     ((result = writeCachedDRToDisk<Payloads>() == VELDB_SUCCESS ? result : VELDB_FAILURE), ...);
     return result;
@@ -57,6 +59,7 @@ veldbError VelDatabase<Payloads...>::writeCachedDRToDisk() {
         if (!writer.prepare(table)) {
             return VELDB_FAILURE;
         }
+        // Until here an exception leaves the queue as it was; from here on there is none.
         VelDBTransaction transaction(db, log);
         writeQueue<T>(writer);
         transaction.commit();
@@ -79,6 +82,7 @@ void VelDatabase<Payloads...>::writeQueue(VelDBRowWriter& writer) {
 template <typename... Payloads>
 template <typename T>
 int VelDatabase<Payloads...>::deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
+    // The rows are the store's in every outcome; only a statement that failed as a whole shows in the result.
     const bool deleted = db == nullptr || deleteRows<T>(rows);
     const int count = VelDBDataTable<T>::freeRow(rows);
     return deleted ? count : 0;
@@ -124,6 +128,7 @@ typename VelDBDataTable<T>::vecT VelDatabase<Payloads...>::readAllocateDR(const 
     }
     const bool bounded = count != 0 && count < VELDB_MAX_READ_ROWS;
     try {
+        // Any exception ends the read: a query is run whole or not at all.
         std::string query = composeRead(table, key);
         appendWhereClause(key, query);
         appendOrderBy(col, dir, query);
@@ -148,6 +153,7 @@ void VelDatabase<Payloads...>::readRows(VelDBRowReader& reader, std::size_t limi
             return;
         }
         reader.fill(VelDBRowRef(*row));
+        // Only when the result has made room for it does the row change its owner.
         rows.push_back(row.get());
         static_cast<void>(row.release()); // the result owns it now
     }
