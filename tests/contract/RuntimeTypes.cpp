@@ -18,17 +18,17 @@ bool outOfMemory = false;
 
 } // namespace
 
-void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+// Not inline, or the compiler would see malloc() and free() behind new and delete and warn that they do not match.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     return outOfMemory ? nullptr : std::malloc(size);
 }
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
     void* block = operator new(size, std::nothrow);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
     return block;
 }
-// Not inline, or the compiler would warn of free() on what new has given.
 [[gnu::noinline]] void operator delete(void* block) noexcept { std::free(block); }
 [[gnu::noinline]] void operator delete(void* block, std::size_t /*size*/) noexcept { std::free(block); }
 
