@@ -58,7 +58,13 @@ protected:
 
     /// Returns one new row, or null when memory ran out, which is logged as of getRow with the number of rows that it
     /// had `allocated` before.
-    rowT* newRow(std::size_t allocated);
+    rowT* newRow(std::size_t allocated) {
+        rowT* row = new (std::nothrow) rowT;
+        if (row == nullptr) {
+            VelDBLog("getRow", tableName.c_str()).noMemory(allocated);
+        }
+        return row;
+    }
 
     /// Moves the oldest queued row to the back of `taken`. Returns false when the queue is empty. Needs no memory.
     bool takeOldest(listT& taken);
@@ -120,15 +126,6 @@ int VelDBDataTable<T>::freeRow(vecT& rows) {
     }
     rows.clear();
     return count;
-}
-
-template <typename T>
-typename VelDBDataTable<T>::rowT* VelDBDataTable<T>::newRow(std::size_t allocated) {
-    rowT* row = new (std::nothrow) rowT;
-    if (row == nullptr) {
-        VelDBLog("getRow", tableName.c_str()).noMemory(allocated);
-    }
-    return row;
 }
 
 template <typename T>

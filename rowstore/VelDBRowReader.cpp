@@ -8,6 +8,36 @@
 #include "rowstore/VelDBLog.h"
 #include "rowstore/VelDBQuery.h"
 
+namespace {
+
+/// NULL leaves `number` as it is.
+inline void assignNumber(sqlite3_stmt* statement, std::int32_t& number) {
+    if (sqlite3_column_text(statement, columnIntcol1) != nullptr) {
+        number = sqlite3_column_int(statement, columnIntcol1);
+    }
+}
+
+/// NULL leaves `text` as it is.
+inline void assignText(sqlite3_stmt* statement, int column, std::string& text) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+    if (bytes != nullptr) {
+        // With its length: a text may hold any bytes, NUL included.
+        text.assign(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column)));
+    }
+}
+
+/// Takes as many bytes of the blob as there are and fit, and clears the rest of the payload.
+inline void assignPayload(sqlite3_stmt* statement, void* payload, unsigned size) {
+    const void* blob = sqlite3_column_blob(statement, columnBlob);
+    const auto stored = static_cast<unsigned>(sqlite3_column_bytes(statement, columnBlob));
+    const unsigned copied = VelDB_memscpy(payload, size, blob, blob != nullptr ? stored : 0);
+    if (copied < size) {
+        std::memset(static_cast<char*>(payload) + copied, 0, size - copied);
+    }
+}
+
+} // namespace
+
 VelDBRowReader::VelDBRowReader(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
 
 bool VelDBRowReader::prepare(const std::string& query) {
@@ -31,42 +61,16 @@ bool VelDBRowReader::next() {
 }
 
 void VelDBRowReader::fill(const VelDBRowRef& row) {
-    if (sqlite3_column_text(statement.get(), columnIntcol1) != nullptr) {
-        row.intcol1 = sqlite3_column_int(statement.get(), columnIntcol1);
-    } else {
-        requireMemory();
-    }
-    assignText(columnAppName, row.appName);
-    assignText(columnRsvdName, row.rsvdName);
-    assignPayload(row.payload, row.payloadSize);
+    sqlite3_stmt* current = statement.get();
+    assignNumber(current, row.intcol1);
+    assignText(current, columnAppName, row.appName);
+    assignText(current, columnRsvdName, row.rsvdName);
+    assignPayload(current, row.payload, row.payloadSize);
     // The row id comes last. A table with more columns than ours has it further on, and the value in its place would be
     // taken for the id of another row.
-    row.rowid = sqlite3_column_int64(statement.get(), sqlite3_column_count(statement.get()) - 1);
-}
-
-void VelDBRowReader::assignText(int column, std::string& text) {
-    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement.get(), column));
-    if (bytes == nullptr) {
-        requireMemory();
-        return;
-    }
-    // With its length: a text may hold any bytes, NUL included.
-    text.assign(bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement.get(), column)));
-}
-
-void VelDBRowReader::assignPayload(void* payload, unsigned size) {
-    const void* blob = sqlite3_column_blob(statement.get(), columnBlob);
-    if (blob == nullptr) {
-        requireMemory();
-    }
-    const auto stored = static_cast<unsigned>(sqlite3_column_bytes(statement.get(), columnBlob));
-    const unsigned copied = VelDB_memscpy(payload, size, blob, blob != nullptr ? stored : 0);
-    std::memset(static_cast<char*>(payload) + copied, 0, size - copied);
-}
-
-// SQLite answers NULL also when it could not convert a value for want of memory. Taken for a NULL column, the row would
-// lose that value when it is written back.
-void VelDBRowReader::requireMemory() {
+    row.rowid = sqlite3_column_int64(current, sqlite3_column_count(current) - 1);
+    // SQLite answers NULL also when it could not convert a value for want of memory, and remembers that until the next
+    // step. Taken for a NULL column, the row would lose that value when it is written back.
     if (sqlite3_errcode(db) == SQLITE_NOMEM) {
         throw std::bad_alloc();
     }

@@ -31,13 +31,6 @@ public:
     void finalize();
 
 private:
-    /// Takes the bytes of a text column; NULL leaves `text` as it is.
-    void assignText(int column, std::string& text);
-    /// Takes as many bytes of the blob as there are and fit, and clears the rest of the payload.
-    void assignPayload(void* payload, unsigned size);
-    /// Throws when the NULL that SQLite has just returned means that it ran out of memory.
-    void requireMemory();
-
     sqlite3* db;
     const VelDBLog& log;
     VelDBStatement statement;
