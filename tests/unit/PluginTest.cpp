@@ -1,6 +1,5 @@
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <memory>
 #include <sstream>
 
@@ -66,13 +65,6 @@ protected:
         err = contentOf(device.file("err"));
         return WEXITSTATUS(status);
     }
-    std::map<std::string, std::string> contentsOf(const std::string& folder) const {
-        std::map<std::string, std::string> contents;
-        for (const auto& entry : std::filesystem::directory_iterator(device.file(folder))) {
-            contents[entry.path().filename()] = contentOf(entry.path());
-        }
-        return contents;
-    }
     void expectRefusal(const std::string& arguments, const std::string& script, const std::string& beginning) {
         EXPECT_EQ(run(arguments, script), 2) << arguments << "\n" << script;
         EXPECT_EQ(out, "");
@@ -126,11 +118,11 @@ TEST_F(Velhost, DumpsWithoutTouchingTheFiles) {
     ASSERT_EQ(run("replay --data d s", "classify a 1\n"), 0);
     Sql phone(device.file("d/Tessary.db"));
     phone.run("INSERT INTO Tessary VALUES (NULL, 'logged', NULL, X'02'), (NULL, 'a', NULL, NULL)");
-    const auto before = contentsOf("d");
-    ASSERT_NE(before.at("Tessary.db-wal"), "") << "a row is in the write-ahead log alone";
+    ASSERT_GT(std::filesystem::file_size(device.file("d/Tessary.db-wal")), 0U) << "a row is in the log alone";
+    std::filesystem::copy(device.file("d"), device.file("before"));
     EXPECT_EQ(run("dump --data d"), 0) << err;
     EXPECT_NE(out.find("\nlogged "), std::string::npos);
-    EXPECT_EQ(contentsOf("d"), before);
+    EXPECT_EQ(std::system(("diff -r " + device.file("before").string() + " " + device.file("d").string()).c_str()), 0);
 }
 
 } // namespace

@@ -25,10 +25,10 @@ VelDBDataRowKey keyOf(const std::string& name = "", const std::string& reserved 
     return key;
 }
 
-/// One operation's log lines, each written here without its beginning.
-Lines logOf(const std::string& operation, Lines lines) {
+/// What an operation logs for these failures: SQLite's messages or codes.
+Lines logOf(const std::string& operation, Lines lines, const std::string& kind = "sql:") {
     for (std::string& line : lines) {
-        line = "E VELDB: " + operation + "() #: " + line + "\n";
+        line = "E VELDB: " + operation + "() #: " + kind + "ERROR:Dbt=T info=" + line + "\n";
     }
     return lines;
 }
@@ -119,7 +119,7 @@ TEST_F(RowStore, KeepsEveryFieldAndInheritsNone) {
     const std::string bytes = "\0'\xFF\xFE\"\n"s;
     const Row full{0, 5, bytes, bytes, {1, -2}};
     write({full, {0, INT_MAX, "b", "", {INT_MAX, INT_MIN}}, {0, 1, "", "lost", {}}, {0, INT_MIN, "c", "r", {3, 4}}});
-    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", Lines(2, "sql:ERROR:Dbt=T info=19"))) << "step, reset";
+    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {"19", "19"})) << "step, reset";
     EXPECT_EQ(stored(), (Lines{"1,5,'" + bytes + "','" + bytes + "',X'01000000FEFFFFFF'",
                                "2,NULL,'b',NULL,X'FFFFFF7F00000080'", "3,-2147483648,'c','r',X'0300000004000000'"}));
     EXPECT_EQ(read(keyOf(), 0, veldbOrderByIntcol1, veldbDirDesc),
@@ -161,11 +161,11 @@ TEST_F(RowStore, RowIdsBeyond32BitsReachNoOtherRow) {
         row->appName = "b"; // of the two that are refused the low 32 bits are 1
     }
     store.writeDeallocateDR<TessaryDatabase>(rows);
-    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", Lines(2, "sql:ERROR:Dbt=T info=25")));
+    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {"25", "25"}));
     const std::string far = ",NULL,'a',NULL,NULL", near = ",NULL,'b',NULL,X'0000000000000000'";
     EXPECT_EQ(stored(), (Lines{"-4294967295" + far, "-5" + near, "1" + near, "4294967297" + far}));
     remove({4294967297, -4294967295, -5, 1});
-    EXPECT_EQ(device.takeLog(), logOf("deleteDeallocateDR", Lines(2, "sql:ERROR:Dbt=T info=25")));
+    EXPECT_EQ(device.takeLog(), logOf("deleteDeallocateDR", {"25", "25"}));
     EXPECT_EQ(stored(), (Lines{"-4294967295" + far, "4294967297" + far}));
 }
 
@@ -176,7 +176,7 @@ TEST_F(RowStore, ReportsTheQueueOfAStoreThatNeverOpened) {
         EXPECT_EQ(other.cacheRow(rows) + other.VelDatabaseWriteCachedToDisk(), 4);
     }
     EXPECT_EQ(stored(), Lines{});
-    EXPECT_EQ(device.takeLog(), logOf("~VelDBDataTable", {"ERROR:Dbt=T blstSz=0, clstSz=3"}));
+    EXPECT_EQ(device.takeLog(), Lines{"E VELDB: ~VelDBDataTable() #: ERROR:Dbt=T blstSz=0, clstSz=3\n"});
 }
 
 TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
@@ -190,13 +190,13 @@ TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
 TEST_F(RowStore, RefusesFilesThatCannotHoldTheTable) {
     std::ofstream(device.file("garbage.db")) << std::string(5000, 'g');
     Sql(device.file("index.db")).run("CREATE TABLE U(x); CREATE INDEX T ON U(x)");
-    const std::string open = "E VELDB: openVeldb() #: ", create = "E VELDB: createVeldbTables() #: ";
+    const std::string open = "E VELDB: openVeldb() #: ", path = "/data/vendor/vel/", garbage = "file is not a database";
     const std::pair<std::string, Lines> files[] = {
-        {"no/x.db", {open + "ERROR:Db=/data/vendor/vel/no/x.db sql open failed, err=14\n"}},
+        {"no/x.db", {open + "ERROR:Db=" + path + "no/x.db sql open failed, err=14\n"}},
         {"garbage.db",
-         {open + "sql:ERROR:Dbt=/data/vendor/vel/garbage.db info=file is not a database\n",
-          create + "ERROR:Dbt=T info=file is not a database\n"}},
-        {"index.db", {create + "ERROR:Dbt=T info=there is already an index named T\n"}}};
+         {open + "sql:ERROR:Dbt=" + path + "garbage.db info=" + garbage + "\n",
+          logOf("createVeldbTables", {garbage}, "")[0]}},
+        {"index.db", logOf("createVeldbTables", {"there is already an index named T"}, "")}};
     for (const auto& [name, log] : files) {
         Store other(0, name, "T");
         EXPECT_EQ(other.openVeldb(), VELDB_FAILURE);
@@ -207,16 +207,9 @@ TEST_F(RowStore, RefusesFilesThatCannotHoldTheTable) {
 
 TEST_F(RowStore, BusyWriterIsReportedAndQueueDrains) {
     write({{0, 1, "a", "", {}}});
-    const std::string message = "sql:ERROR:Dbt=T info=";
-    const std::string noRollback = message + "cannot rollback - no transaction is active";
-    const Lines refused{message + "database is locked",
-                        noRollback,
-                        message + "5",
-                        message + "5",
-                        message + "5",
-                        message + "5",
-                        message + "cannot commit - no transaction is active",
-                        noRollback};
+    const std::string noRollback = "cannot rollback - no transaction is active";
+    const Lines refused{
+        "database is locked", noRollback, "5", "5", "5", "5", "cannot commit - no transaction is active", noRollback};
     Sql writer(device.file("x.db"));
     writer.run("BEGIN IMMEDIATE");
     EXPECT_EQ(write({{0, 2, "b", "", {}}, {1, 3, "c", "", {}}}), 3);
@@ -229,15 +222,15 @@ TEST_F(RowStore, BusyWriterIsReportedAndQueueDrains) {
 }
 
 TEST_F(RowStore, KeepsItsQueueWithoutATable) {
-    const std::string info = "ERROR:Dbt=T info=no such table: T";
+    const std::string info = "no such table: T";
     sqlite3_exec(store.db, "DROP TABLE T", nullptr, nullptr, nullptr);
     EXPECT_EQ(write({{0, 1, "a", "", {}}}), 2);
     EXPECT_EQ(store.VelDatabaseWriteCachedToDisk(), VELDB_FAILURE);
-    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {info, info}));
+    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {info, info}, ""));
     EXPECT_EQ(remove({1}), 0);
-    EXPECT_EQ(device.takeLog(), logOf("deleteDeallocateDR", {"sql:" + info}));
+    EXPECT_EQ(device.takeLog(), logOf("deleteDeallocateDR", {info}));
     EXPECT_EQ(read(), Lines{});
-    EXPECT_EQ(device.takeLog(), logOf("readAllocateDR", {"sql:" + info}));
+    EXPECT_EQ(device.takeLog(), logOf("readAllocateDR", {info}));
     EXPECT_EQ(store.createVeldbTables<TessaryDatabase>() + store.VelDatabaseWriteCachedToDisk(), VELDB_SUCCESS);
     EXPECT_EQ(stored(), Lines{"1,1,'a',NULL,X'0000000000000000'"});
 }
@@ -247,7 +240,8 @@ TEST_F(RowStore, DoesNothingOnceClosed) {
     sqlite3_stmt* open = nullptr;
     ASSERT_EQ(sqlite3_prepare_v2(refused, "SELECT 1", -1, &open, nullptr), SQLITE_OK);
     EXPECT_EQ(store.closeVeldb(), VELDB_FAILURE);
-    EXPECT_EQ(device.takeLog(), logOf("closeVeldb", {"ERROR:Db=/data/vendor/vel/x.db sql close failed, err=5"}));
+    EXPECT_EQ(device.takeLog(),
+              Lines{"E VELDB: closeVeldb() #: ERROR:Db=/data/vendor/vel/x.db sql close failed, err=5\n"});
     EXPECT_EQ(sqlite3_finalize(open) + sqlite3_close(refused), SQLITE_OK);
     EXPECT_EQ(write({{0, 1, "a", "", {}}}) + remove({1}), 4);
     EXPECT_EQ(store.closeVeldb() + store.createVeldbTables<TessaryDatabase>() + store.VelDatabaseWriteCachedToDisk(),
