@@ -180,9 +180,10 @@ TEST_F(RowStore, ReportsTheQueueOfAStoreThatNeverOpened) {
 }
 
 TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
-    sql("DROP TABLE T; CREATE TABLE T(intcol1, appName, rsvdName, blob);"
-        "INSERT INTO T VALUES (NULL, NULL, NULL, NULL), ('12', 7, X'C3', X'01020304FF');"
-        "INSERT INTO T VALUES (1, 'a', '', X'010000000200000099'), (0, 'b', 1.5, '')");
+    // The last column would pass for the id of the row after the next.
+    sql("DROP TABLE T; CREATE TABLE T(intcol1, appName, rsvdName, blob, extra);"
+        "INSERT INTO T VALUES (NULL, NULL, NULL, NULL, 3), ('12', 7, X'C3', X'01020304FF', 4);"
+        "INSERT INTO T VALUES (1, 'a', '', X'010000000200000099', 1), (0, 'b', 1.5, '', 2)");
     EXPECT_EQ(read(),
               (Lines{"1,2147483647,'','',0,0", "2,12,'7','\xC3',67305985,255", "3,1,'a','',1,2", "4,0,'b','1.5',0,0"}));
 }
