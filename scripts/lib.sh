@@ -39,6 +39,8 @@ need_packages() {
 
 # What every build needs.
 build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3-dev)
+# What the benchmarks need on top.
+bench_packages=(libbenchmark-dev libsqlitecpp-dev valgrind python3)
 
 # build_preset PRESET [TARGET...]: configures (once) and builds one of CMakePresets.json's variants in build/PRESET.
 build_preset() {
