@@ -1,0 +1,130 @@
+#include "tests/faults/Faults.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/Sql.h"
+
+namespace {
+
+struct {
+    int kind;
+    int code;
+    long skipped;
+    bool lasting;
+    long blown;
+} fuse;
+
+std::pair<long, long> blocks;
+sqlite3_mem_methods allocator;
+
+void* sqliteMalloc(int size) {
+    void* block = Fuse::check(SQLITE_NOMEM) == SQLITE_OK ? allocator.xMalloc(size) : nullptr;
+    blocks.second += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void sqliteFree(void* block) {
+    --blocks.second; // SQLite never hands in null
+    allocator.xFree(block);
+}
+
+void* sqliteRealloc(void* block, int size) {
+    return Fuse::check(SQLITE_NOMEM) == SQLITE_OK ? allocator.xRealloc(block, size) : nullptr;
+}
+
+/// Before SQLite's first use, and without its pool of small blocks, which would hide most allocations.
+const bool installed = [] {
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &allocator);
+    sqlite3_mem_methods counting = allocator;
+    counting.xMalloc = sqliteMalloc;
+    counting.xFree = sqliteFree;
+    counting.xRealloc = sqliteRealloc;
+    return sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) + sqlite3_config(SQLITE_CONFIG_MALLOC, &counting) == SQLITE_OK;
+}();
+
+} // namespace
+
+void Fuse::arm(int kind, int code, long skipped, bool lasting) {
+    ASSERT_TRUE(installed);
+    fuse = {kind, code, skipped, lasting, 0};
+}
+
+long Fuse::disarm() {
+    fuse.kind = SQLITE_OK;
+    return fuse.blown;
+}
+
+int Fuse::check(int kind) noexcept {
+    if (kind != fuse.kind || fuse.skipped-- > 0 || (fuse.blown != 0 && !fuse.lasting)) {
+        return SQLITE_OK;
+    }
+    ++fuse.blown;
+    return fuse.code;
+}
+
+std::pair<long, long> liveBlocks() { return blocks; }
+
+void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    void* block = Fuse::check(CPP_NEW) == SQLITE_OK ? std::malloc(size) : nullptr;
+    blocks.first += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void* operator new(std::size_t size) {
+    void* block = operator new(size, std::nothrow);
+    if (block == nullptr && fuse.code == SQLITE_ABORT) {
+        throw fuse.code; // no exception of the standard's
+    }
+    return block != nullptr ? block : throw std::bad_alloc();
+}
+
+[[gnu::noinline]] void operator delete(void* block) noexcept {
+    blocks.first -= block != nullptr ? 1 : 0;
+    std::free(block);
+}
+
+void operator delete(void* block, std::size_t /*size*/) noexcept { operator delete(block); }
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { operator delete(block); }
+
+/// Linked in place of SQLite's own in the product, where no real fault makes it fail: each failure of a step has been
+/// collected by a reset before.
+extern "C" int __real_sqlite3_finalize(sqlite3_stmt* statement);
+extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
+    const int result = __real_sqlite3_finalize(statement);
+    const int fault = Fuse::check(SQLITE_FINALIZE);
+    return fault != SQLITE_OK ? fault : result;
+}
+
+Contents readContents(const std::filesystem::path& folder) {
+    Contents contents;
+    for (const auto& [file, table] : {std::pair("Tessary.db", "Tessary"), {"TessaryHeavyGame.db", "HeavyGame"}}) {
+        Sql sql(folder / file);
+        EXPECT_EQ(sql.run("PRAGMA integrity_check"), std::vector<std::string>{"'ok'"});
+        for (const std::string& row : sql.table(table)) {
+            const std::size_t columns = row.find(',');
+            if (row.find("'next") == std::string::npos) {
+                contents[table + (' ' + row.substr(0, columns))] = row.substr(columns + 1);
+            }
+        }
+    }
+    return contents;
+}
+
+void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now,
+                         const std::vector<std::string>& tolerated) {
+    Contents all = now;
+    all.insert(before.begin(), before.end());
+    all.insert(after.begin(), after.end());
+    const auto rowOf = [](const Contents& contents, const std::string& key) {
+        return contents.count(key) != 0 ? contents.at(key) : "absent";
+    };
+    for (const auto& [key, any] : all) {
+        const std::string row = rowOf(now, key);
+        const bool isTolerated = std::count(tolerated.begin(), tolerated.end(), row) != 0;
+        EXPECT_TRUE(row == rowOf(before, key) || row == rowOf(after, key) || isTolerated) << key << ": " << row;
+    }
+}

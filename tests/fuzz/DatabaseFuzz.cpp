@@ -1,0 +1,84 @@
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "tests/support/Device.h"
+#include "tests/support/Probes.h"
+#include "tests/support/Sql.h"
+
+namespace {
+
+/// Takes an input apart; after its end there are zeros.
+struct Input {
+    const std::uint8_t* next;
+    const std::uint8_t* end;
+
+    unsigned number(unsigned below) { return next == end ? 0 : *next++ % below; }
+
+    std::string value() {
+        const std::string size = std::to_string(number(256));
+        const std::string values[] = {"NULL", size, "zeroblob(" + size + ")",
+                                      "replace(hex(zeroblob(" + size + ")),'0','é€')"};
+        return values[number(4)];
+    }
+
+    std::string type() { return std::vector<std::string>{"", " INTEGER", " TEXT", " BLOB"}[number(4)]; }
+};
+
+/// A database of another maker: columns and values of any type, in either encoding, perhaps with a column too many.
+void makeForeign(Input& input, const std::filesystem::path& file, const std::string& table) {
+    const bool isWide = input.number(2) != 0;
+    std::string sql = input.number(2) == 0 ? "" : "PRAGMA encoding='UTF-16';";
+    sql += "CREATE TABLE " + table + "(intcol1" + input.type() + ",appName" + input.type() + ",rsvdName" +
+           input.type() + ",blob" + input.type() + (isWide ? ",more);" : ");");
+    for (unsigned rows = input.number(5); rows > 0; --rows) {
+        sql += "INSERT INTO " + table + " VALUES (" + input.value();
+        sql += input.number(2) == 0 ? ",'com.target'," : ",'org.other',";
+        sql += input.value() + ',' + input.value() + (isWide ? ',' + input.value() : "") + ");";
+    }
+    Sql(file).run(sql);
+}
+
+std::vector<std::string> otherRows(const Device& device) {
+    return Sql(device.file("Tessary.db"))
+        .run("SELECT rowid, * FROM Tessary WHERE appName = 'org.other' ORDER BY rowid");
+}
+
+} // namespace
+
+/// Whatever the name and whatever lies in the files, nothing breaks, and the rows of other names stay as they are.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static const Device device;
+    for (const auto& entry : std::filesystem::directory_iterator(device.file())) {
+        std::filesystem::remove(entry.path());
+    }
+    Input input{data, data + size};
+    const bool isGarbage = input.number(4) == 3;
+    std::string name = "com.target";
+    if (isGarbage) {
+        std::ofstream(device.file("Tessary.db"), std::ios::binary) << std::string(input.next, input.end);
+    } else {
+        makeForeign(input, device.file("Tessary.db"), "Tessary");
+        makeForeign(input, device.file("TessaryHeavyGame.db"), "HeavyGame");
+        name = input.number(2) == 0 ? name : std::string(input.next, input.end);
+    }
+    const auto before = isGarbage ? std::vector<std::string>{} : otherRows(device);
+    {
+        FeatureInfo info;
+        info.name = "Tessary";
+        FeatureProbe feature(info);
+        feature.getAppType(name);
+        feature.updateToClassifierDataBase(name, 1, 17);
+        feature.updateWeightToTessary(name, 1);
+        feature.setData(name, {400, 500, 300});
+        feature.updateToClassifierDataBase(name, size % 2 == 0 ? 0 : 1, 18);
+    }
+    Device::dropLog();
+    if (!isGarbage && name != "org.other" && otherRows(device) != before) {
+        std::abort();
+    }
+    return 0;
+}
