@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Measures the row store beside the plain C API and a C++ wrapper, and the feature's operations; leaves table.md,
-# results.json and two charts in build/bench and prints the tables. Takes about ten minutes. Arguments: the rounds of
+# results.json and two charts in build/bench and prints the tables. Takes about five minutes. Arguments: the rounds of
 # the timings (25) and the operations of the memory test (1000000).
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-need_packages "${build_packages[@]}" libbenchmark-dev libsqlitecpp-dev valgrind gnuplot-nox python3
+need_packages "${build_packages[@]}" "${bench_packages[@]}" gnuplot-nox
 build_preset bench
 cd "$project_root/build/bench"
 python3 "$project_root/bench/report.py" . "$@"
