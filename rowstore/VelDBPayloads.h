@@ -7,7 +7,7 @@
 // (little-endian) byte order are the stored format: fields may not be reordered, widened or removed.
 
 /// One application's classification.
-struct TessaryDatabase {
+struct TessaryDatabase { // NOLINT(cppcoreguidelines-pro-type-member-init): a type code has no default
     /// The type code; 0 to 0xFFFFFF when it comes from a trigger.
     std::int32_t appType;
     /// The weight: the host's own, or the heavy-game verdict (0 or 1).
