@@ -186,7 +186,7 @@ void expectWorking(FeatureP& feature, bool mayLeaveTransaction) {
     if (!feature || !((*feature->appDb).*&StoreProbe<TessaryDatabase>::db)) {
         feature = std::make_unique<FeatureProbe>(description());
     }
-    const bool isOpen = expectIdle(*feature->appDb) | expectIdle(*feature->heavyGameDb);
+    const bool isOpen = expectIdle(*feature->appDb) + expectIdle(*feature->heavyGameDb) > 0; // both
     Device::dropLog();
     feature->updateToClassifierDataBase(next, 1, 77);
     feature->setData(next, heavyPeaks);

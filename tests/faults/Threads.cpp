@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <atomic>
 #include <future>
 
@@ -14,10 +15,9 @@ namespace {
 /// Runs `work` with the numbers 0 to 3, each in a thread of its own; the results' destruction waits for them.
 template <typename Work>
 std::vector<std::future<void>> start(Work work) {
-    std::vector<std::future<void>> threads;
-    for (int number = 0; number < 4; ++number) {
-        threads.push_back(std::async(std::launch::async, work, number));
-    }
+    std::vector<std::future<void>> threads(4);
+    std::generate(threads.begin(), threads.end(),
+                  [&work, number = 0]() mutable { return std::async(std::launch::async, work, number++); });
     return threads;
 }
 
