@@ -23,6 +23,7 @@ std::string known = "com.target.known";
 std::string fresh = "com.target.fresh";
 std::string twice = "com.target.twice";
 std::string unknown = "com.target.unknown";
+std::string noName;
 std::string next = "next.application";
 const std::string longName = "a name that needs memory of its own";
 const AsyncTriggerPayload removal{4164, 0, known, 0};
@@ -41,19 +42,22 @@ constexpr const char* peakRows = "INSERT INTO HeavyGame VALUES (1,'org.other',NU
 FeatureInfo description() {
     FeatureInfo info;
     info.name = "Tessary";
-    info.meters.emplace_back().asyncInfoSet.emplace();
+    info.meters.emplace_back().asyncInfoSet = {{false, 1, 9}, {true, 1, 2}};
     info.namedIntTables[longName] = {{1}};
     return info;
 }
 
-VelDBRowLoan<TessaryDatabase> stored(FeatureP& feature, const std::string& name) {
+VelDBRowLoan<TessaryDatabase> stored(FeatureP& feature, const std::string& name, int direction = veldbDirDesc) {
     const VelDBDataRowKey key(name, VELDB_NO_VALUE);
-    return {*feature->appDb,
-            feature->appDb->readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByAppName, veldbDirDesc)};
+    const auto order = static_cast<veldbOrderByDir>(direction);
+    return {*feature->appDb, feature->appDb->readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByAppName, order)};
 }
 
 int create(FeatureP& feature) {
     feature.reset(static_cast<FeatureProbe*>(createClassObj<Feature, FeatureInfo, FeatureProbe>(description())));
+    if (feature != nullptr && feature->appDb != nullptr) {
+        feature->createFeatureInputDb(); // keeps the one there is
+    }
     const int made = feature == nullptr ? 0 : 1 + (feature->appDb ? 2 : 0) + (feature->heavyGameDb ? 4 : 0);
     feature.reset();
     return made;
@@ -96,10 +100,11 @@ int registerAnother(FeatureP& /*feature*/) {
     return Shared::classList == nullptr ? 0 : static_cast<int>(Shared::classList->size());
 }
 
+featureData answer;
+
 int query(FeatureP& feature, int selector) {
-    featureData data;
-    feature->getData(known, data, selector);
-    return data.value;
+    feature->getData(known, answer, selector);
+    return answer.value;
 }
 
 struct Operation {
@@ -122,10 +127,14 @@ const Operation operations[] = {
     {"reportFirst", [](FeatureP& f) { return f->setData(fresh, heavyPeaks); }},
     {"queryType", [](FeatureP& f) { return query(f, 0); }},
     {"queryWeight", [](FeatureP& f) { return query(f, 1); }},
+    {"queryMore", [](FeatureP& f) { return f->getData(known, answer, 0, 0) + answer.value; }},
     {"writePeaks", [](FeatureP& f) { return f->writeHeavyGameDb(unknown, heavyPeaks); }},
+    {"refuseName", [](FeatureP& f) { return f->writeHeavyGameDb(noName, heavyPeaks); }},
+    {"refuseWithoutPeaks", [](FeatureP& f) { return f->heavyGameDb.reset(), f->writeHeavyGameDb(known, lowPeaks); }},
     {"rewriteRows", [](FeatureP& f) { return stored(f, twice).write(), 0; }},
     {"deleteRows", [](FeatureP& f) { return stored(f, twice).remove(), 0; }},
     {"readAllRows", [](FeatureP& f) { return static_cast<int>(stored(f, "").size()); }},
+    {"readMisordered", [](FeatureP& f) { return static_cast<int>(stored(f, "", 3).size()); }},
     {"reopen", [](FeatureP& f) { return f->appDb->closeVeldb() + f->appDb->openVeldb(); }},
 };
 
@@ -183,7 +192,7 @@ bool expectIdle(VelDatabase<T>& store) {
 /// rollback found memory may it have left a transaction: the next change then says so, and ends it.
 void expectWorking(FeatureP& feature, bool mayLeaveTransaction) {
     EXPECT_TRUE(Shared::mMutex.try_lock() && (Shared::mMutex.unlock(), true));
-    if (!feature || !((*feature->appDb).*&StoreProbe<TessaryDatabase>::db)) {
+    if (!feature || !feature->heavyGameDb || !((*feature->appDb).*&StoreProbe<TessaryDatabase>::db)) {
         feature = std::make_unique<FeatureProbe>(description());
     }
     const bool isOpen = expectIdle(*feature->appDb) + expectIdle(*feature->heavyGameDb) > 0; // both
