@@ -6,6 +6,7 @@
 /// The payload record of the host's application-state table. The row store can keep it; this plug-in never creates,
 /// reads or writes such a table and gives the field no meaning.
 struct AppState {
+    /// The host's; stored and read back as it is.
     std::int32_t state;
 };
 

@@ -40,17 +40,19 @@ public:
     /// derived destructor's to delete.
     virtual ~Feature() = default;
 
+    // The host's code refers to a feature where it is; it is never copied.
     Feature(const Feature&) = delete;
     Feature& operator=(const Feature&) = delete;
 
-    /// Delivery of an asynchronous trigger.
+    /// Delivery of an asynchronous trigger. Results and failures are not reported back.
     virtual void runAsync(AsyncTriggerPayload payload);
 
     /// The host's own; this plug-in inherits them.
     virtual void runAsyncIdle(const std::atomic<bool>& flag);
     virtual void runAsyncPeriodic(const std::atomic<bool>& flag);
 
-    /// A query about an application: the answer goes into `data.value`. Returns 0.
+    /// A query about an application: the answer goes into `data.value`, and no other field is written. Which selectors
+    /// there are is the feature's matter. Returns 0.
     virtual int getData(std::string& appName, featureData& data, int selector);
 
     /// The query with a second integer argument, which a feature need not support: `data.value` is -1. Returns 0.
@@ -59,7 +61,7 @@ public:
         return 0;
     }
 
-    /// A report of values for an application. Returns 0.
+    /// A report of values for an application; how many are needed is the feature's matter. Returns 0.
     virtual int setData(std::string& appName, std::vector<int> values);
 
     // Public: the host's compiled code works on them. What has no comment is the host's alone.

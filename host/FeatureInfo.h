@@ -16,6 +16,7 @@
 
 /// One asynchronous event that a meter reacts to. A plain record; what its fields mean is the host's matter.
 struct HOST_EXPORT AsyncInfo {
+    /// The first field of the record, and the last sort key.
     bool flag = false;
     std::uint32_t id = 0;
     std::int32_t kind = 0;
@@ -30,6 +31,7 @@ struct HOST_EXPORT AsyncInfo {
 /// One meter of a feature. Carried by the plug-in, never read.
 struct HOST_EXPORT MeterInfo {
     std::string name;
+    /// Ordered and unique by AsyncInfo's own ordering.
     std::set<AsyncInfo> asyncInfoSet;
     std::vector<std::string> stringList;
     std::unordered_map<std::string, std::string> properties;

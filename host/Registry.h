@@ -22,6 +22,7 @@ class HOST_EXPORT RegistryBase {
 public:
     /// Makes a feature from its description; null when memory ran out. The caller owns the feature.
     using FeatureFactory = Base* (*)(Info);
+    /// From the name that a plug-in registers to its factory.
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
 
     /// Returns the map, which it creates when there is none yet; null when memory ran out (the next call tries again).
@@ -52,7 +53,8 @@ HOST_EXPORT Base* createClassObj(Info info) {
     return new (std::nothrow) Derived(std::move(info));
 }
 
-/// Registers the factory of `Derived` for as long as the process lives: destroying the object takes nothing back.
+/// Registers the factory of `Derived` for as long as the process lives: destroying the object takes nothing back, so a
+/// plug-in must stay loaded. A plug-in has one such object, static, which the loader constructs.
 template <typename Base, typename Info, typename Derived>
 class HOST_EXPORT Registry {
 public:

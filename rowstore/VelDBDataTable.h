@@ -69,9 +69,13 @@ protected:
     /// Moves the oldest queued row to the back of `taken`. Returns false when the queue is empty. Needs no memory.
     bool takeOldest(listT& taken);
 
-    listT cacheList; ///< the write queue, oldest row first
+    /// The write queue, oldest row first.
+    listT cacheList;
+    /// Not recursive; guards `cacheList` alone.
     std::mutex cacheMutex;
-    bool spareFlag = false; ///< no operation reads or changes it
+    /// No operation reads or changes it.
+    bool spareFlag = false;
+    /// Pasted into the statements as it stands, and printed as "Dbt=" in log lines.
     std::string tableName;
 };
 
@@ -92,6 +96,7 @@ typename VelDBDataTable<T>::vecT VelDBDataTable<T>::getRow(unsigned int count) {
         wanted = VELDB_MAX_GET_ROWS;
         VelDBLog("getRow", tableName.c_str()).restricted(wanted);
     }
+    // All of the vector's memory first: after that nothing can throw and leave rows behind.
     vecT rows;
     rows.reserve(wanted);
     while (rows.size() < wanted) {

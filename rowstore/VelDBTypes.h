@@ -12,6 +12,7 @@ enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.
 enum veldbOrderByCol : int {
+    /// No ordering: the rows come as SQLite finds them, which is no promise.
     veldbOrderByNone = 0,
     veldbOrderByAppName = 1,
     veldbOrderByRsvdName = 2,
@@ -24,10 +25,10 @@ enum veldbOrderByDir : int { veldbDirNone = 0, veldbDirAsc = 1, veldbDirDesc = 2
 /// Marks an integer field of a row or a key as holding no value. The empty string does the same for a text field.
 constexpr int VELDB_NO_VALUE = INT_MAX;
 
-/// The most rows that one getRow allocates.
+/// The most rows that one getRow allocates: a larger request is cut down to it, with a warning.
 constexpr std::size_t VELDB_MAX_GET_ROWS = 100;
 
-/// The most rows that one readAllocateDR returns.
+/// The most rows that one readAllocateDR returns; a request for 0 rows means this many.
 constexpr std::size_t VELDB_MAX_READ_ROWS = 10000;
 
 /// Copies as many bytes as fit both sizes from `src` to `dst`, which must not overlap, and returns their number.

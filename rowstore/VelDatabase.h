@@ -44,6 +44,7 @@ public:
     /// Returns VELDB_SUCCESS, or VELDB_FAILURE with the connection closed again. An existing table is not compared with
     /// what is expected; for want of memory a table may still be missing after a success (`createVeldbTables`).
     int openVeldb();
+    /// Another name for `openVeldb`.
     int VelDatabaseInit() { return openVeldb(); }
 
     /// Creates the table of `T` if it does not exist. Returns VELDB_FAILURE when SQLite refuses, and VELDB_SUCCESS,
@@ -112,9 +113,13 @@ protected:
     template <typename T>
     void readRows(VelDBRowReader& reader, std::size_t limit, typename VelDBDataTable<T>::vecT& rows);
 
+    /// Kept for the host's side of the contract; nothing here reads it.
     unsigned long dbParam;
-    sqlite3* db = nullptr; ///< owned; null while no connection is open
+    /// Owned; null while no connection is open.
+    sqlite3* db = nullptr;
+    /// The file's path is the two joined as they are; the store never makes the directory.
     std::string dbDir = "/data/vendor/vel/";
+    /// Empty: the database is in memory, and gone with the store.
     std::string dbFileName;
 };
 
