@@ -9,6 +9,7 @@ namespace bench {
 
 namespace {
 
+// Enough for every statement here with a name of usual length; a longer name ends the measurement.
 constexpr std::size_t textRoom = 1024;
 
 /// A statement's text, put together in place.
@@ -31,6 +32,7 @@ void putQuoted(Text& text, const std::string& value) {
     put(text, "'", 1);
     const char* rest = value.data();
     const char* end = rest + value.size();
+    // A quote inside is doubled. Names are copied piece by piece, since few hold one.
     while (const void* quote = std::memchr(rest, '\'', static_cast<std::size_t>(end - rest))) {
         const char* next = static_cast<const char*>(quote) + 1;
         put(text, rest, static_cast<std::size_t>(next - rest));
@@ -45,10 +47,12 @@ void putQuoted(Text& text, const std::string& value) {
 /// queue, no room for other ways to call it.
 class BareLayer : public Layer {
 public:
+    // The modes and the table are the row store's, or the layers would ask SQLite for different work.
     explicit BareLayer(const std::string& fileName) {
         const std::string path = "/data/vendor/vel/" + fileName;
         const int opened = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
         if (opened != SQLITE_OK) {
+            // A failed open leaves a handle too.
             sqlite3_close(db);
             throw std::runtime_error("the bare layer cannot open its database");
         }
@@ -85,6 +89,7 @@ public:
     }
 
     void write(Rows& rows) override {
+        // Both, needed or not, as the row store does: a queue may hold new and stored rows in any order.
         sqlite3_stmt* insert = prepareInsert();
         sqlite3_stmt* update = prepareUpdate();
         const Row* lastInserted = nullptr;
@@ -97,6 +102,7 @@ public:
             run(isNew ? insert : update);
             last = row;
         }
+        // A statement that was stepped to its end has stored its values, so the rows that it borrowed them from may go.
         release(rows);
         execute("COMMIT TRANSACTION;");
         check(sqlite3_finalize(insert), SQLITE_OK);
@@ -159,6 +165,7 @@ private:
         if (carriesOver(last, row)) {
             sqlite3_clear_bindings(statement);
         }
+        // A parameter that is left unbound is NULL, which is how a missing value is stored.
         if (row.intcol1 != VELDB_NO_VALUE) {
             check(sqlite3_bind_int(statement, 1, row.intcol1), SQLITE_OK);
         }
@@ -183,6 +190,7 @@ private:
         }
         fillText(statement, 1, row.appName);
         fillText(statement, 2, row.rsvdName);
+        // The pointer before the size: asking for it may convert the value.
         const void* blob = sqlite3_column_blob(statement, 3);
         if (blob != nullptr && sqlite3_column_bytes(statement, 3) >= static_cast<int>(sizeof(row.payload))) {
             std::memcpy(&row.payload, blob, sizeof(row.payload));

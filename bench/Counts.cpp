@@ -36,6 +36,7 @@ std::string summary(std::vector<std::uint64_t> values) {
     return text;
 }
 
+/// One entry a run, in each of the three.
 struct Counted {
     std::vector<std::uint64_t> allocations;
     std::vector<std::uint64_t> syncs;
@@ -45,6 +46,7 @@ struct Counted {
 void runOnce(bench::Job& job, Counted& counted) {
     job.prepare();
     const Counters before = bench::counters();
+    // Outside callgrind these do nothing, so that one program serves both.
     CALLGRIND_TOGGLE_COLLECT;
     job.run();
     CALLGRIND_TOGGLE_COLLECT;
@@ -61,6 +63,7 @@ void countStart(const JobKind& kind, unsigned start, unsigned rounds, Counted& c
     const velhost::TemporaryDirectory directory;
     const velhost::DeviceVfs device(directory.path());
     const std::unique_ptr<bench::Job> job = kind.start();
+    // The first runs also pay for what later ones find done: a schema that is read, caches that are filled.
     for (unsigned warmUp = 0; warmUp < 2; ++warmUp) {
         job->prepare();
         job->run();
@@ -76,6 +79,7 @@ void count(const JobKind& kind, unsigned rounds) {
         countStart(kind, start, rounds, counted);
     }
     const std::string label = kind.name + ' ' + kind.layer;
+    // The dump also sets the profile back to zero, so that the next one is of the next job alone.
     CALLGRIND_DUMP_STATS_AT(label.c_str());
     std::printf(R"({"job":"%s","layer":"%s","goal":%.3f,"limit":%.3f,"rounds":%zu)", kind.name.c_str(),
                 kind.layer.c_str(), kind.goal, kind.limit, counted.syncs.size());
@@ -85,6 +89,7 @@ void count(const JobKind& kind, unsigned rounds) {
 }
 
 void countAll(const std::string& subject, unsigned rounds) {
+    // Costs of layers that do different work would say nothing.
     bench::requireSameRows();
     for (const JobKind& kind : subject == "feature" ? bench::featureJobs() : bench::storeJobs()) {
         count(kind, rounds != 0 ? rounds : kind.rounds);

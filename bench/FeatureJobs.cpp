@@ -8,6 +8,7 @@ namespace bench {
 
 namespace {
 
+// None of the names that are stored.
 constexpr const char* addedName = "com.example.added00000";
 
 /// What a job works on: the feature, and the arguments of its next call, made beforehand.
@@ -25,6 +26,7 @@ void takeNew(Bench& bench) {
     bench.name = addedName;
 }
 
+/// Rows in both tables, so that a removal has to change both.
 void takeMeasured(Bench& bench) {
     bench.name = addedName;
     bench.feature.classify(bench.name, bench.value);
@@ -37,9 +39,11 @@ void query(Bench& bench) {
     }
 }
 
+// Names that the feature takes by value are moved in: a copy made here would count as an allocation of its own.
 void classify(Bench& bench) { bench.feature.classify(std::move(bench.name), bench.value); }
 void weigh(Bench& bench) { bench.feature.weigh(std::move(bench.name), bench.value); }
 void report(Bench& bench) { bench.feature.report(bench.name, bench.value); }
+// From the second run on nothing is larger than what is stored, and the feature leaves the disk alone.
 void reportNothingNew(Bench& bench) { bench.feature.report(bench.name, 1); }
 void remove(Bench& bench) { bench.feature.remove(std::move(bench.name)); }
 
@@ -84,6 +88,8 @@ std::vector<JobKind> featureJobs() {
     std::vector<JobKind> jobs;
     for (const FeatureJobKind& kind : kinds) {
         for (const unsigned stored : {10U, 200U, 1000U, 10000U}) {
+            // No goals: there is no second feature to compare with. The counts of syncs and bytes have limits of their
+            // own.
             jobs.push_back({std::string(kind.name) + '/' + std::to_string(stored), "feature", 0, 0, 1, 5,
                             [&kind, stored] { return std::make_unique<FeatureJob>(kind, stored); }});
         }

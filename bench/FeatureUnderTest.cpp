@@ -12,10 +12,13 @@ namespace bench {
 
 namespace {
 
+// What the host sends. The operation code stands above the type; any but 0, which removes, adds or changes.
 constexpr std::uint32_t classificationTrigger = 4164;
 constexpr std::uint32_t weightTrigger = 4165;
 constexpr std::uint32_t addOperation = 3U << 24U;
 
+/// Queued rows are written when the store goes, all in one transaction: filling by the feature's own calls would take a
+/// commit each.
 template <typename T>
 void fillTable(const std::string& fileName, const char* table, unsigned count, T payload) {
     VelDatabase<T> store(0, fileName, table);
@@ -40,6 +43,7 @@ std::unique_ptr<Feature> makeFeature(const std::string& name) {
 } // namespace
 
 FeatureUnderTest::FeatureUnderTest(unsigned applications) {
+    // Before the feature opens the files, so that it finds them as after a restart of its host.
     fillTable("Bench.db", "Tessary", applications, TessaryDatabase{17, 0});
     fillTable("BenchHeavyGame.db", "HeavyGame", applications, HeavyGameClassifierDatabase{});
     feature = makeFeature("Bench");

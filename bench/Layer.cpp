@@ -17,6 +17,7 @@ void Layer::release(Rows& rows) {
     rows.clear();
 }
 
+// The payload is left out: every row binds one.
 bool carriesOver(const Row* last, const Row& row) {
     return last != nullptr &&
            ((last->intcol1 != VELDB_NO_VALUE && row.intcol1 == VELDB_NO_VALUE) ||

@@ -12,6 +12,7 @@ namespace {
 
 constexpr unsigned rowCount = 120;
 
+/// All that a row holds. The id too, which tells whether a row was updated in place or inserted anew.
 using Values = std::tuple<std::int64_t, int, std::string, std::string, int, int>;
 
 Values valuesOf(const Row& row) {
@@ -48,6 +49,7 @@ std::vector<Values> play(Layer& layer) {
     layer.write(rows);
     rows = layer.read("");
     setAll(rows, 1);
+    // Rows shifted by one have lost and gained values, so that a binding carried over from the row before would show.
     const Rows more = layer.newRows(3);
     setAll(more, 7);
     rows.insert(rows.end(), more.begin(), more.end());
@@ -68,6 +70,7 @@ void requireSameRows() {
     for (const LayerKind& kind : layerKinds) {
         const velhost::TemporaryDirectory directory;
         const velhost::DeviceVfs device(directory.path());
+        // The layer goes at the end of the line: its connection must be closed before its device.
         const std::vector<Values> values = play(*kind.open("bench.db"));
         if (expected.empty()) {
             expected = values;

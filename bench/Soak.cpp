@@ -31,6 +31,7 @@ long residentKiB() {
     return resident * (sysconf(_SC_PAGESIZE) / 1024);
 }
 
+/// Calls the feature as a busy host might, with operations drawn in fixed proportions.
 class Player {
 public:
     void play(unsigned operations) {
@@ -41,6 +42,7 @@ public:
 
 private:
     void playOne() {
+        // Twice as many names as are stored at first: unknown applications come up all the time.
         std::string name = bench::applicationName(random(2 * applications));
         const unsigned choice = random(10);
         if (choice < 4) {
@@ -58,6 +60,7 @@ private:
 
     unsigned random(unsigned end) { return std::uniform_int_distribution<unsigned>(0, end - 1)(generator); }
 
+    // A fixed seed: a run that fails can be run again.
     std::mt19937 generator{20240229};
     bench::FeatureUnderTest feature{applications};
 };
@@ -67,6 +70,7 @@ int soak(unsigned operations) {
     const velhost::TemporaryDirectory directory;
     const velhost::DeviceVfs device(directory.path());
     Player player;
+    // In this part caches and tables reach their size, which is growth but no leak.
     player.play(operations / 10);
     const long before = residentKiB();
     player.play(operations - operations / 10);

@@ -58,6 +58,7 @@ public:
             statement.reset();
             last = row;
         }
+        // Before the commit, as the other layers do: the statements have taken what they need.
         release(rows);
         transaction.commit();
     }
@@ -75,6 +76,7 @@ public:
     }
 
 private:
+    // Rows outlive the statement's run, so that the values need no copy.
     static void bind(SQLite::Statement& statement, const Row* last, const Row& row) {
         if (carriesOver(last, row)) {
             statement.clearBindings();
@@ -99,6 +101,7 @@ private:
             row.intcol1 = statement.getColumn(0).getInt();
         }
         row.appName = statement.getColumn(1).getString();
+        // The name is never NULL, by the table's own rule; these may be.
         if (!statement.isColumnNull(2)) {
             row.rsvdName = statement.getColumn(2).getString();
         }

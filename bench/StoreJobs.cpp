@@ -33,6 +33,7 @@ void addRows(Layer& layer, unsigned count) {
     layer.write(rows);
 }
 
+/// Keeps the table at the size that the job is named for, however often it runs.
 void removeAdded(Bench& bench) {
     Rows rows = bench.layer->read(addedName);
     bench.layer->remove(rows);
@@ -43,6 +44,7 @@ void prepareNothing(Bench&) {}
 void prepareUpdate(Bench& bench) {
     bench.rows = bench.layer->read(bench.known);
     require(bench.rows.size() == 1, "the row to update is missing");
+    // Another value each time: SQLite does not write a page that stays the same.
     bench.rows.front()->payload.appWeight ^= 1;
 }
 
@@ -54,6 +56,7 @@ void prepareDelete(Bench& bench) {
 
 void readOne(Bench& bench) {
     Rows rows = bench.layer->read(bench.known);
+    // A read that found nothing would be the fastest of all.
     require(rows.size() == 1, "the read has not found one row");
     bench.layer->release(rows);
 }
@@ -69,6 +72,7 @@ void insertMany(Bench& bench) { addRows(*bench.layer, bench.amount); }
 void writeRows(Bench& bench) { bench.layer->write(bench.rows); }
 void removeRows(Bench& bench) { bench.layer->remove(bench.rows); }
 
+/// A job by any layer; goal, limit, starts and rounds are those of JobKind.
 struct StoreJobKind {
     const char* name;
     double goal;
@@ -81,6 +85,7 @@ struct StoreJobKind {
     void (*run)(Bench&);
 };
 
+// Small jobs are started often, since the heap's past changes their count by one percent, which a goal may be all of.
 // The tables of single-row writes are so small that every commit changes one page. Where the limit is above the goal,
 // the goal is missed; docs/performance.md says why.
 constexpr StoreJobKind kinds[] = {

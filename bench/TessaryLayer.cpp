@@ -20,6 +20,8 @@ public:
     }
 
     Rows newRows(unsigned count) override {
+        // One call gives a hundred rows at most, so a larger amount is asked for in parts, as a user of the store has
+        // to.
         Rows rows = store.getRow(std::min<unsigned>(count, VELDB_MAX_GET_ROWS));
         rows.reserve(count);
         while (rows.size() < count) {
@@ -31,6 +33,7 @@ public:
     }
 
     Rows read(const std::string& appName) override {
+        // No order and no count: the other layers ask SQLite for neither.
         const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
         return store.readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
     }

@@ -15,12 +15,14 @@
 namespace {
 
 void timeJob(benchmark::State& state, const bench::JobKind& kind) {
+    // Called several times for one job, until the number of rounds is settled; each call begins with new files.
     try {
         const velhost::TemporaryDirectory directory;
         const velhost::DeviceVfs device(directory.path());
         const std::unique_ptr<bench::Job> job = kind.start();
         for (auto unused : state) {
             static_cast<void>(unused);
+            // The time is taken here, since the library's own clock would count the preparation too.
             job->prepare();
             const auto begin = std::chrono::steady_clock::now();
             job->run();
@@ -45,6 +47,7 @@ int main(int argc, char** argv) {
     try {
         bench::requireSameRows();
         benchmark::AddCustomContext("sqlite", sqlite3_libversion());
+        // Every commit of the row store waits for the disk: times mean little without saying so.
         benchmark::AddCustomContext("journal", "WAL, synchronous=FULL");
         registerJobs(bench::storeJobs());
         registerJobs(bench::featureJobs());

@@ -16,6 +16,7 @@ namespace velhost {
 
 /// The three peaks of an application and what the heavy-game rule makes of them.
 struct HeavyGame {
+    /// The sum from which on an application is heavy, wrapping aside.
     static constexpr std::int32_t threshold = 1900;
 
     /// The largest values ever reported, in the order of the report.
@@ -39,7 +40,9 @@ struct Classification {
 
     /// Any bytes.
     std::string appName;
+    /// Nothing when only the peaks are known.
     std::optional<Stored> stored;
+    /// Nothing when no measurement was stored, or none could be read for want of the file.
     std::optional<HeavyGame> heavyGame;
 };
 

@@ -13,13 +13,15 @@ namespace velhost {
 /// the files lack. Reading a database writes into its folder; reading the copy leaves the originals alone.
 class DatabaseCopy {
 public:
-    /// Throws Refusal when a file cannot be copied or the classifier's is missing. The files should not be in use.
+    /// Throws Refusal when a file cannot be copied or the classifier's is missing. The files should not be in use:
+    /// a file and its log are copied one after the other and would not fit each other after a write in between.
     explicit DatabaseCopy(const DatabaseFiles& originals);
 
     /// The copies. They may be written to and are removed with this object.
     const DatabaseFiles& files() const { return copies; }
 
 private:
+    // In this order: the names of the copies begin with the directory's.
     TemporaryDirectory directory;
     DatabaseFiles copies;
 };

@@ -11,7 +11,9 @@ namespace velhost {
 /// Where a feature's two databases lie. The heavy-game file may be missing.
 /// Only names: nothing is opened, and nothing need exist.
 struct DatabaseFiles {
+    /// The database of types and weights.
     std::filesystem::path classifier;
+    /// The database of peaks.
     std::filesystem::path heavyGame;
 
     /// The files of the feature called `name` in `directory`. Throws Refusal for a name that would lead out of the

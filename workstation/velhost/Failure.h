@@ -8,7 +8,8 @@
 
 namespace velhost {
 
-/// A request that cannot be met, found before anything was played or printed. `what()` is the one line for the user;
+/// A request that cannot be met, found before anything was played or printed: the user can mend the request and repeat
+/// it. `what()` is the one line for the user;
 /// the process ends with exit status 2.
 class Refusal : public std::runtime_error {
 public:
@@ -21,8 +22,8 @@ public:
     using Refusal::Refusal;
 };
 
-/// A failure on the way: part of the work may have been done. `what()` is the one line for the user; the process ends
-/// with exit status 1.
+/// A failure on the way: part of the work may have been done, and calls that were played stay on disk. `what()` is the
+/// one line for the user; the process ends with exit status 1.
 class Failure : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

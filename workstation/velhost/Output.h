@@ -9,7 +9,8 @@
 
 namespace velhost {
 
-/// Standard output, or another open file, with no write left unchecked.
+/// Standard output, or another open file, with no write left unchecked. One thread at a time.
+/// Its end flushes nothing: a failure could not be reported from there.
 class Output {
 public:
     /// `target` stays the caller's and must outlive this object.
@@ -22,6 +23,7 @@ public:
     void finish();
 
 private:
+    // Not owned: standard output is the C library's, and closes with the process.
     std::FILE* file;
 };
 

@@ -13,7 +13,7 @@ namespace velhost {
 /// A loaded plug-in and the factory that it registered under the name "Tessary".
 ///
 /// The registry keeps pointers into a plug-in for as long as the process lives, so the code stays in memory when the
-/// owner goes; features may outlive it.
+/// owner goes; features may outlive it. Loading runs the plug-in's static initialisation, on the calling thread.
 class PluginHost {
 public:
     /// Loads the library at `path`, relative to the working directory. Throws Refusal when it cannot be loaded or the
@@ -25,8 +25,10 @@ public:
     std::unique_ptr<Feature> makeFeature(const std::string& name) const;
 
 private:
+    // Returns a new feature, which is the caller's.
     using Factory = Feature* (*)(FeatureInfo);
 
+    // Gives the loader its count back, which ends neither the code nor what it registered.
     struct Unloader {
         void operator()(void* handle) const;
     };

@@ -14,20 +14,24 @@ class Progress {
 public:
     /// `callCount` calls lie ahead. Whether standard error is a terminal is asked here, once.
     explicit Progress(std::size_t callCount);
+    /// Clears the line, if one was shown.
     ~Progress();
 
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// `done` calls were made. Cheap enough for every call: it writes a few times a second at most.
+    /// `done` calls were made, of those announced. Cheap enough for every call: it writes a few times a second at most.
     void update(std::size_t done);
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    // What the line counts up to.
     std::size_t total;
     bool onTerminal;
+    // Whether there is a line to clear.
     bool shown = false;
+    // Nothing is written before this moment.
     Clock::time_point due;
 };
 

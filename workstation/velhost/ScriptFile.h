@@ -42,10 +42,13 @@ private:
     /// Appends one line to the copy.
     void keep(const std::string& text);
 
+    // As messages call the script.
     std::string name;
     // Without a name, so that nothing is left behind however the process ends.
     FileHandle copy;
+    // Of the whole script, known once it was checked.
     std::size_t calls = 0;
+    // Of the source while it is checked, of the copy afterwards; the two have the same lines.
     std::size_t line = 0;
 };
 

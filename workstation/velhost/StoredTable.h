@@ -44,23 +44,28 @@ private:
         void operator()(sqlite3* handle) const { sqlite3_close(handle); }
         void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
     };
+    /// Owns one compiled statement.
     using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
     /// Opens the connection and keeps a foreign schema from running anything.
     void open(const std::filesystem::path& file);
     /// Throws unless `table` is an ordinary table of the file.
     void requireTable(const std::string& table);
+    /// Compiles `sql` for this connection; never null. Throws Failure.
     Statement prepare(const std::string& sql);
+    /// Goes to the next row of `statement`. Throws Failure.
     /// False at the end of the rows.
     bool step(sqlite3_stmt* statement);
     /// Throws Failure with SQLite's words for what went wrong last.
     [[noreturn]] void fail() const;
 
+    // How messages call the file: what is read may be a copy of what the user named.
     std::string shown;
     // In this order: the statement must go before its connection.
     std::unique_ptr<sqlite3, Closer> connection;
     Statement rows;
     bool ended = false;
+    // Copies of the row it stands on; SQLite's own bytes go with the next step.
     std::string name;
     Numbers values{};
 };

@@ -11,6 +11,7 @@ namespace velhost {
 
 /// Closes a file without asking how that went: for files that were read, or that go with the process.
 struct FileCloser {
+    /// A file that was written and must be whole is flushed, and that checked, before.
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
@@ -36,6 +37,7 @@ public:
     const std::filesystem::path& path() const { return directory; }
 
 private:
+    // Absolute, so that a change of the working directory cannot lead the removal elsewhere.
     std::filesystem::path directory;
 };
 

@@ -7,6 +7,8 @@
 extern "C" {
 #endif
 
+/// The priorities of lines, the least urgent first. Lines have one below ANDROID_LOG_SILENT, which as a limit drops
+/// them all.
 enum {
     ANDROID_LOG_VERBOSE = 2,
     ANDROID_LOG_DEBUG,
@@ -17,10 +19,14 @@ enum {
     ANDROID_LOG_SILENT
 };
 
-/// Writes one line to the log. Returns 1, or a negative value when it could not be written. Callable from any thread.
+/// Writes one line to the log, which on a workstation is standard error: time, process, thread, priority and tag, then
+/// the message, shortened when the line would exceed 2047 bytes with its end.
+/// Returns 1, also for a line that is dropped for its priority, or a negative value when it could not be written.
+/// Callable from any thread.
 int __android_log_print(int priority, const char* tag, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
-/// Drops every later line below `priority`. Returns the limit that was in force.
+/// Drops every later line of the process below `priority`; at first none is dropped. Returns the limit that was in
+/// force. Callable from any thread.
 int __android_log_set_minimum_priority(int priority);
 
 #ifdef __cplusplus

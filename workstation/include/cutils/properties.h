@@ -13,7 +13,8 @@ extern "C" {
 #endif
 
 /// Copies the value of `key`, or `default_value` when it is not set, into `value`, which holds PROPERTY_VALUE_MAX
-/// bytes. Returns its length without the terminator.
+/// bytes. A longer default is cut off there; a null one stands for the empty text. Returns the length of the copy
+/// without the terminator.
 int property_get(const char* key, char* value, const char* default_value);
 
 /// Returns 1 when the value of `key` is 1, y, yes, on or true, 0 when it is 0, n, no, off or false, else
