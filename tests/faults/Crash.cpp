@@ -5,6 +5,7 @@
 #include <iostream>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <random>
 #include <set>
 #include <tuple>
@@ -153,7 +154,7 @@ protected:
     }
 };
 
-Disk* disk;
+std::unique_ptr<Disk> disk;
 std::vector<std::size_t> cuts; ///< for each, the number of calls that had returned; its image is the folder "cutN"
 std::size_t calls;
 
@@ -164,26 +165,21 @@ void cut(int kind, const char* path, bool syncsFolder) {
 }
 
 TEST_F(Crash, LossOfPowerKeepsWhatHadReturned) {
-    Disk here;
-    here.random.seed(seed);
-    disk = &here;
-    {
-        const FaultVfs vfs;
-        FaultVfs::onChange = cut;
-        play(seed, [&] {
-            FaultVfs::onChange = nullptr;
-            states.push_back(readContents(here.device.file()));
-            FaultVfs::onChange = cut;
-            ++calls;
-        });
-        FaultVfs::onChange = nullptr;
-    }
+    disk = std::make_unique<Disk>();
+    disk->random.seed(seed);
+    std::optional<FaultVfs> vfs(cut);
+    play(seed, [&] {
+        states.push_back(readContents(disk->device.file()));
+        ++calls;
+    });
+    vfs.reset();
     for (std::size_t number = 0; number < cuts.size() && !HasFailure(); ++number) {
-        clear(here.device);
-        fs::copy(here.device.file("cut" + std::to_string(number)), here.device.file());
-        expectKept(here.device, cuts[number]);
+        clear(disk->device);
+        fs::copy(disk->device.file("cut" + std::to_string(number)), disk->device.file());
+        expectKept(disk->device, cuts[number]);
     }
     std::cout << "counted: " << cuts.size() << " losses of power" << std::endl;
+    disk.reset();
 }
 
 TEST_F(Crash, KillKeepsWhatHadReturned) {

@@ -34,13 +34,13 @@ std::pair<long, long> liveBlocks();
 /// While it lives, SQLite's default VFS asks the fuse. A write that fails has written its first half. Nothing waits,
 /// and nothing is really synced. Outlives its connections.
 struct FaultVfs {
-    FaultVfs();
+    /// Called before each write, truncation, sync and deletion. As in SQLite's own VFS, the first sync of a journal or
+    /// log that was opened to be created syncs the folder too.
+    using Observer = void (*)(int kind, const char* path, bool syncsFolder);
+
+    explicit FaultVfs(Observer observer = [](int, const char*, bool) {});
     ~FaultVfs();
     FaultVfs(const FaultVfs&) = delete;
-
-    /// If set, called before each write, truncation, sync and deletion. As in SQLite's own VFS, the first sync of a
-    /// journal or log that was opened to be created syncs the folder too.
-    static void (*onChange)(int kind, const char* path, bool syncsFolder);
 };
 
 /// Both tables of the feature "Tessary", "TABLE ROWID" to the other columns, but for applications called "next...".

@@ -28,6 +28,7 @@ std::string next = "next.application";
 const std::string longName = "a name that needs memory of its own";
 const AsyncTriggerPayload removal{4164, 0, known, 0};
 const AsyncTriggerPayload weighing{4165, 0, known, 1 << 30};
+featureData answer;
 const std::vector<int> lowPeaks{1, 50, 0};
 const std::vector<int> heavyPeaks{400, 500, 300};
 
@@ -100,13 +101,6 @@ int registerAnother(FeatureP& /*feature*/) {
     return Shared::classList == nullptr ? 0 : static_cast<int>(Shared::classList->size());
 }
 
-featureData answer;
-
-int query(FeatureP& feature, int selector) {
-    feature->getData(known, answer, selector);
-    return answer.value;
-}
-
 struct Operation {
     const char* name;
     int (*run)(FeatureP& feature);
@@ -125,9 +119,9 @@ const Operation operations[] = {
     {"weighByTrigger", [](FeatureP& f) { return f->runAsync(weighing), 0; }},
     {"report", [](FeatureP& f) { return f->setData(known, lowPeaks); }},
     {"reportFirst", [](FeatureP& f) { return f->setData(fresh, heavyPeaks); }},
-    {"queryType", [](FeatureP& f) { return query(f, 0); }},
-    {"queryWeight", [](FeatureP& f) { return query(f, 1); }},
-    {"queryMore", [](FeatureP& f) { return f->getData(known, answer, 0, 0) + answer.value; }},
+    {"queryType", [](FeatureP& f) { return f->getData(known, answer, 0), answer.value; }},
+    {"queryWeight", [](FeatureP& f) { return f->getData(known, answer, 1), answer.value; }},
+    {"queryMore", [](FeatureP& f) { return f->getData(known, answer, 0, 0), answer.value; }},
     {"writePeaks", [](FeatureP& f) { return f->writeHeavyGameDb(unknown, heavyPeaks); }},
     {"refuseName", [](FeatureP& f) { return f->writeHeavyGameDb(noName, heavyPeaks); }},
     {"refuseWithoutPeaks", [](FeatureP& f) { return f->heavyGameDb.reset(), f->writeHeavyGameDb(known, lowPeaks); }},
