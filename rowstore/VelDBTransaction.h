@@ -4,9 +4,9 @@
 struct sqlite3;
 class VelDBLog;
 
-/// One immediate transaction on a connection, begun by the constructor and ended by `commit`. It takes the write lock at
-/// once, so that a batch does not fail half-way for want of it. Only one may exist on a connection at a time, and only
-/// the thread that made it may use it.
+/// One immediate transaction on a connection, begun by the constructor and ended by `commit`. It takes the write lock
+/// at once, so that a batch does not fail half-way for want of it. Only one may exist on a connection at a time, and
+/// only the thread that made it may use it.
 class VelDBTransaction {
 public:
     /// Takes the database's write lock. When that fails, the failure is logged and whatever transaction is open is
