@@ -155,7 +155,7 @@ void VelDatabase<Payloads...>::readRows(VelDBRowReader& reader, std::size_t limi
         reader.fill(VelDBRowRef(*row));
         // Only when the result has made room for it does the row change its owner.
         rows.push_back(row.get());
-        static_cast<void>(row.release()); // the result owns it now
+        static_cast<void>(row.release());
     }
 }
 
