@@ -50,7 +50,7 @@ fs::path buildTree() { return fs::read_symlink("/proc/self/exe").parent_path().p
 
 /// The options that say which files are meant and how they are printed.
 void addCommonOptions(CLI::App& command, DumpOptions& options) {
-    command.add_option("--data", options.data, "Directory of the database files")->type_name("DIR");
+    command.add_option("--data", options.data, "Directory of the database files (build tree's data)")->type_name("DIR");
     command.add_option("--name", options.name, "Name of the feature and its files (Tessary)")->type_name("NAME");
     command
         .add_option_function<std::string>(
@@ -93,9 +93,9 @@ int run(int argc, char** argv) {
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
     app.set_version_flag("--version", "velhost " VELHOST_VERSION);
     app.footer(mainFooter);
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // none is refused below, where a misspelt one has been named already
     const CLI::App* replayCommand = addReplay(app, replayOptions);
-    addDump(app, dumpOptions);
+    const CLI::App* dumpCommand = addDump(app, dumpOptions);
     try {
         app.parse(argc, argv);
         // Help and version come as exceptions too. An error in CLI11's own form takes several lines and other statuses.
@@ -108,8 +108,10 @@ int run(int argc, char** argv) {
     }
     if (replayCommand->parsed()) {
         replay(replayOptions);
-    } else {
+    } else if (dumpCommand->parsed()) {
         dump(dumpOptions);
+    } else {
+        throw Refusal("expects replay or dump (velhost --help says more)");
     }
     return 0;
 }

@@ -9,8 +9,7 @@
 namespace velhost {
 
 /// A request that cannot be met, found before anything was played or printed: the user can mend the request and repeat
-/// it. `what()` is the one line for the user;
-/// the process ends with exit status 2.
+/// it. `what()` is the one line for the user; the process ends with exit status 2.
 class Refusal : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -19,7 +19,7 @@ std::string temporaryTemplate() {
     std::error_code error;
     const auto directory = std::filesystem::temp_directory_path(error);
     if (error) {
-        throw Refusal("the directory for temporary files: " + error.message());
+        throw Refusal("no directory for temporary files (TMPDIR): " + error.message());
     }
     return std::filesystem::absolute(directory) / "velhost-XXXXXX";
 }
