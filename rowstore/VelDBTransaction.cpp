@@ -30,11 +30,11 @@ VelDBTransaction::~VelDBTransaction() {
 
 void VelDBTransaction::commit() { runOrRollBack(commitSql); }
 
-void VelDBTransaction::runOrRollBack(const char* sql) {
+void VelDBTransaction::runOrRollBack(const char* sql, int line) {
     if (execute(db, sql) == SQLITE_OK) {
         return;
     }
-    log.sqlMessage(db);
+    log.sqlMessage(db, line);
     if (execute(db, rollbackSql) != SQLITE_OK) {
         log.sqlMessage(db);
     }

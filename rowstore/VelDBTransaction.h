@@ -19,12 +19,14 @@ public:
     VelDBTransaction(const VelDBTransaction&) = delete;
     VelDBTransaction& operator=(const VelDBTransaction&) = delete;
 
-    /// Commits. When that fails, the failure is logged and the transaction is rolled back. Called at most once.
+    /// Commits. When that fails, the failure is logged and the transaction is rolled back; when that fails too, it is
+    /// logged and the destructor tries once more. Called at most once.
     void commit();
 
 private:
-    /// Runs BEGIN or COMMIT; when that fails, logs it, rolls back and logs a failure of that too.
-    void runOrRollBack(const char* sql);
+    /// Runs BEGIN or COMMIT; when that fails, logs it, rolls back and logs a failure of that too. The messages may be
+    /// the same: the source line, the caller's or its own, tells the three statements apart.
+    void runOrRollBack(const char* sql, int line = __builtin_LINE());
 
     sqlite3* db;
     const VelDBLog& log;
