@@ -42,6 +42,7 @@ void VelDBLog::noMemory(std::size_t allocated, int line) const {
 }
 
 void VelDBLog::unwritten(std::size_t count, int line) const {
+    // blstSz counts nothing any more; the line keeps its form for those who search logs for it.
     VEL_LOG_ERROR("ERROR:Dbt=%s blstSz=%d, clstSz=%d\n", component, operation, line, subject, 0,
                   static_cast<int>(count));
 }

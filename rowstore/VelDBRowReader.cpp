@@ -1,5 +1,7 @@
 #include "rowstore/VelDBRowReader.h"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <new>
 
@@ -7,18 +9,20 @@
 
 #include "rowstore/VelDBLog.h"
 #include "rowstore/VelDBQuery.h"
+#include "rowstore/VelDBTypes.h"
 
 namespace {
 
 /// NULL leaves `number` as it is.
-inline void assignNumber(sqlite3_stmt* statement, std::int32_t& number) {
+void assignNumber(sqlite3_stmt* statement, std::int32_t& number) {
+    // A value of any type has a text; NULL alone has none.
     if (sqlite3_column_text(statement, columnIntcol1) != nullptr) {
         number = sqlite3_column_int(statement, columnIntcol1);
     }
 }
 
 /// NULL leaves `text` as it is.
-inline void assignText(sqlite3_stmt* statement, int column, std::string& text) {
+void assignText(sqlite3_stmt* statement, int column, std::string& text) {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
     if (bytes != nullptr) {
         // With its length: a text may hold any bytes, NUL included.
@@ -27,7 +31,7 @@ inline void assignText(sqlite3_stmt* statement, int column, std::string& text) {
 }
 
 /// Takes as many bytes of the blob as there are and fit, and clears the rest of the payload.
-inline void assignPayload(sqlite3_stmt* statement, void* payload, unsigned size) {
+void assignPayload(sqlite3_stmt* statement, void* payload, unsigned size) {
     const void* blob = sqlite3_column_blob(statement, columnBlob);
     const auto stored = static_cast<unsigned>(sqlite3_column_bytes(statement, columnBlob));
     const unsigned copied = VelDB_memscpy(payload, size, blob, blob != nullptr ? stored : 0);
@@ -52,11 +56,8 @@ bool VelDBRowReader::next() {
     if (sqlite3_step(statement.get()) == SQLITE_ROW) {
         return true;
     }
-    // The step tells only that there is no row; the reset tells whether that was a failure, and which.
-    const int failure = sqlite3_reset(statement.get());
-    if (failure != SQLITE_OK) {
-        log.sqlCode(failure);
-    }
+    // Done and failed alike end the read; the reset answers 0 for the one and the failure's code for the other.
+    log.sqlResult(sqlite3_reset(statement.get()));
     return false;
 }
 
@@ -76,9 +77,4 @@ void VelDBRowReader::fill(const VelDBRowRef& row) {
     }
 }
 
-void VelDBRowReader::finalize() {
-    const int failure = statement.finalize();
-    if (failure != SQLITE_OK) {
-        log.sqlCode(failure);
-    }
-}
+void VelDBRowReader::finalize() { log.sqlResult(statement.finalize()); }

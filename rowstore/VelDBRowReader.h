@@ -6,6 +6,7 @@
 #include "rowstore/VelDBDataRow.h"
 #include "rowstore/VelDBStatement.h"
 
+struct sqlite3;
 class VelDBLog;
 
 /// The statement of one read: compiled, stepped row by row, ended. Owns it, so that an exception on the way leaves no
@@ -18,12 +19,13 @@ public:
     /// Compiles the query; called once. Returns whether that worked; a failure is logged.
     bool prepare(const std::string& query);
 
-    /// Moves to the next row. Returns false when there is none or SQLite failed; a failure is logged.
+    /// Moves to the next row. Returns false when there is none or SQLite failed; a failure is logged. Not to be called
+    /// again after that: the query would begin anew.
     bool next();
 
-    /// Copies the current row. A NULL column leaves its field as it is; a blob that is NULL or short gives what it has
-    /// and zero for the rest of the payload. Throws std::bad_alloc, also when it was SQLite that ran out of memory:
-    /// the row is then filled in part and must not be used.
+    /// Copies the row that `next` has moved to. A NULL column leaves its field as it is; a blob that is NULL or short
+    /// gives what it has and zero for the rest of the payload. Throws std::bad_alloc, also when it was SQLite that ran
+    /// out of memory: the row is then filled in part and must not be used.
     void fill(const VelDBRowRef& row);
 
     /// Ends the statement, before or after its last row; a failure is logged. Without it the destructor ends it

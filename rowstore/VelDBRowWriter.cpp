@@ -1,7 +1,5 @@
 #include "rowstore/VelDBRowWriter.h"
 
-#include <limits>
-
 #include <sqlite3.h>
 
 #include "rowstore/VelDBLog.h"
@@ -10,18 +8,6 @@
 namespace {
 
 constexpr unsigned bit(int parameter) { return 1U << static_cast<unsigned>(parameter); }
-
-/// Logs a result that is not 0, with the caller's line.
-void check(int code, const VelDBLog& log, int line = __builtin_LINE()) {
-    if (code != SQLITE_OK) {
-        log.sqlCode(code, line);
-    }
-}
-
-/// The row id is bound as 32 bits: one that is wider would be cut down to another row's.
-bool fitsParameter(std::int64_t rowid) {
-    return rowid >= std::numeric_limits<std::int32_t>::min() && rowid <= std::numeric_limits<std::int32_t>::max();
-}
 
 /// Binds the text where it is, without a copy: the row outlives the step.
 int bindText(sqlite3_stmt* statement, int parameter, const std::string& text) {
@@ -43,6 +29,7 @@ unsigned parametersOf(const VelDBRowRef& row) {
 VelDBRowWriter::VelDBRowWriter(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
 
 bool VelDBRowWriter::prepare(const std::string& tableName) {
+    // Both before the transaction: what fails here leaves the queue as it is.
     std::string query;
     composeInsert(tableName, query);
     if (!insert.statement.prepare(db, query)) {
@@ -58,8 +45,8 @@ bool VelDBRowWriter::prepare(const std::string& tableName) {
 }
 
 void VelDBRowWriter::write(const VelDBRowRef& row) {
-    if (!fitsParameter(row.rowid)) {
-        log.sqlCode(SQLITE_RANGE);
+    if (!VelDBStatement::canBind(row.rowid)) {
+        log.sqlResult(SQLITE_RANGE);
         return;
     }
     Write& write = row.rowid == 0 ? insert : update;
@@ -77,56 +64,26 @@ void VelDBRowWriter::bindRow(Write& write, const VelDBRowRef& row) {
     }
     write.bound = parameters;
     if ((parameters & bit(parameterIntcol1)) != 0) {
-        check(sqlite3_bind_int(statement, parameterIntcol1, row.intcol1), log);
+        log.sqlResult(sqlite3_bind_int(statement, parameterIntcol1, row.intcol1));
     }
     if ((parameters & bit(parameterAppName)) != 0) {
-        check(bindText(statement, parameterAppName, row.appName), log);
+        log.sqlResult(bindText(statement, parameterAppName, row.appName));
     }
     if ((parameters & bit(parameterRsvdName)) != 0) {
-        check(bindText(statement, parameterRsvdName, row.rsvdName), log);
+        log.sqlResult(bindText(statement, parameterRsvdName, row.rsvdName));
     }
-    check(sqlite3_bind_blob(statement, parameterBlob, row.payload, static_cast<int>(row.payloadSize), SQLITE_STATIC),
-          log);
+    log.sqlResult(
+        sqlite3_bind_blob(statement, parameterBlob, row.payload, static_cast<int>(row.payloadSize), SQLITE_STATIC));
     if ((parameters & bit(parameterRowid)) != 0) {
-        check(sqlite3_bind_int(statement, parameterRowid, static_cast<int>(row.rowid)), log);
+        log.sqlResult(sqlite3_bind_int(statement, parameterRowid, static_cast<int>(row.rowid)));
     }
 }
 
 bool VelDBRowWriter::finalize() {
+    // Both are ended, whatever the first one answers.
     const int inserted = insert.statement.finalize();
-    check(inserted, log);
+    log.sqlResult(inserted);
     const int updated = update.statement.finalize();
-    check(updated, log);
+    log.sqlResult(updated);
     return inserted == SQLITE_OK && updated == SQLITE_OK;
-}
-
-VelDBRowDeleter::VelDBRowDeleter(sqlite3* connection, const VelDBLog& operationLog)
-    : db(connection), log(operationLog) {}
-
-bool VelDBRowDeleter::prepare(const std::string& tableName) {
-    std::string query;
-    composeDelete(tableName, query);
-    if (!statement.prepare(db, query)) {
-        log.sqlMessage(db);
-        return false;
-    }
-    return true;
-}
-
-void VelDBRowDeleter::remove(std::int64_t rowid) {
-    if (rowid == 0) {
-        return;
-    }
-    if (!fitsParameter(rowid)) {
-        log.sqlCode(SQLITE_RANGE);
-        return;
-    }
-    check(sqlite3_bind_int(statement.get(), parameterDeleteRowid, static_cast<int>(rowid)), log);
-    statement.run(log);
-}
-
-bool VelDBRowDeleter::finalize() {
-    const int finished = statement.finalize();
-    check(finished, log);
-    return finished == SQLITE_OK;
 }

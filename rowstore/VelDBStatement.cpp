@@ -14,6 +14,11 @@ int VelDBStatement::sizeOf(const std::string& text) {
     return static_cast<int>(std::min(text.size(), largest));
 }
 
+bool VelDBStatement::canBind(std::int64_t rowid) {
+    using Bound = std::numeric_limits<std::int32_t>;
+    return rowid >= Bound::min() && rowid <= Bound::max();
+}
+
 bool VelDBStatement::prepare(sqlite3* db, const std::string& sql) {
     return sqlite3_prepare_v2(db, sql.data(), sizeOf(sql), &handle, nullptr) == SQLITE_OK;
 }
@@ -22,15 +27,13 @@ void VelDBStatement::run(const VelDBLog& log) {
     // The reset repeats the step's failure; both lines are wanted, so that a log shows which of the two began it.
     const int stepped = sqlite3_step(handle);
     if (stepped != SQLITE_DONE) {
-        log.sqlCode(stepped);
+        log.sqlResult(stepped);
     }
-    const int reset = sqlite3_reset(handle);
-    if (reset != SQLITE_OK) {
-        log.sqlCode(reset);
-    }
+    log.sqlResult(sqlite3_reset(handle));
 }
 
 int VelDBStatement::finalize() {
+    // Let go first: the destructor must not end it again.
     sqlite3_stmt* finished = handle;
     handle = nullptr;
     return sqlite3_finalize(finished);
