@@ -1,9 +1,12 @@
 #include <algorithm>
 #include <cstring>
+#include <functional>
+#include <initializer_list>
 #include <map>
 #include <mutex>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include <cutils/properties.h>
 
@@ -11,20 +14,21 @@ namespace {
 
 std::mutex propertiesMutex;
 
-std::map<std::string, std::string>& properties() {
-    static std::map<std::string, std::string> values;
+// Looked up by a key as it is, without a copy: reading a property needs no memory and cannot fail.
+std::map<std::string, std::string, std::less<>>& properties() {
+    static std::map<std::string, std::string, std::less<>> values;
     return values;
 }
 
-bool isOneOf(const std::string& value, std::initializer_list<const char*> words) {
-    return std::any_of(words.begin(), words.end(), [&value](const char* word) { return value == word; });
+bool isOneOf(std::string_view value, std::initializer_list<std::string_view> words) {
+    return std::find(words.begin(), words.end(), value) != words.end();
 }
 
 } // namespace
 
 extern "C" int property_get(const char* key, char* value, const char* default_value) {
     const std::lock_guard<std::mutex> lock(propertiesMutex);
-    const auto found = properties().find(key);
+    const auto found = properties().find(std::string_view(key));
     const char* text = found != properties().end() ? found->second.c_str() : default_value;
     if (text == nullptr) {
         text = "";

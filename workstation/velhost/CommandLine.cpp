@@ -98,12 +98,12 @@ int run(int argc, char** argv) {
     const CLI::App* dumpCommand = addDump(app, dumpOptions);
     try {
         app.parse(argc, argv);
-        // Help and version come as exceptions too. An error in CLI11's own form takes several lines and other statuses.
-    } catch (const CLI::Success& help) {
+    } catch (const CLI::Success& help) { // or the version
         app.exit(help, std::cout, std::cerr);
         Output(stdout).finish();
         return 0;
     } catch (const CLI::ParseError& error) {
+        // Not in CLI11's own form, which takes several lines and has statuses of its own.
         throw Refusal(std::string(error.what()) + " (velhost --help says more)");
     }
     if (replayCommand->parsed()) {

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 // The two ways in which velhost fails. The difference is what the user must look after: a refusal has left everything
-// as it was. All errors below the command line come as one of these; what else is thrown counts as a Failure.
+// as it was. Errors are thrown as one of these; what else comes, from a library as a rule, counts as a Failure.
 
 namespace velhost {
 

@@ -6,7 +6,6 @@
 
 #include <dlfcn.h>
 
-#include "host/Registry.h"
 #include "workstation/velhost/Failure.h"
 
 namespace velhost {
@@ -24,6 +23,9 @@ PluginHost::PluginHost(const std::string& path) {
     // Without a slash the loader would look in the system's folders.
     std::error_code error;
     const std::string whole = std::filesystem::absolute(path, error);
+    if (whole.empty()) { // which to the loader is the program itself
+        throw Refusal("the plug-in has no path");
+    }
     // All symbols now: a plug-in that lacks one is refused here and does not end the replay halfway.
     library.reset(dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE));
     if (!library) {

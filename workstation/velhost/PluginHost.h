@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/Feature.h"
+#include "host/Registry.h"
 
 // The part of the host that a plug-in sees: the dynamic loader, the registry and the description of a feature.
 
@@ -25,8 +26,7 @@ public:
     std::unique_ptr<Feature> makeFeature(const std::string& name) const;
 
 private:
-    // Returns a new feature, which is the caller's.
-    using Factory = Feature* (*)(FeatureInfo);
+    using Factory = RegistryBase<Feature, FeatureInfo>::FeatureFactory;
 
     // Gives the loader its count back, which ends neither the code nor what it registered.
     struct Unloader {

@@ -1,5 +1,7 @@
 #include <cstdio>
 #include <exception>
+#include <string>
+#include <variant>
 
 #include <android/log.h>
 #include <cutils/properties.h>
@@ -71,8 +73,8 @@ void play(ScriptFile& script, Feature& feature, Printer& printer) {
     Caller caller(feature, printer);
     try {
         playAll(script, caller);
-        // A failure of the script's copy or of the output has its own words; what is left came out of the plug-in.
     } catch (const Failure&) {
+        // Of the script's copy or of the output, and in its own words; what is left came out of the plug-in.
         throw;
     } catch (const std::exception& error) {
         throw Failure(script.position() + ": the feature threw " + error.what());

@@ -31,8 +31,8 @@ int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN); // a closed pipe is then a failed write, after which everything is still put away
     try {
         return velhost::run(argc, argv);
-        // The place of a mistake stands first, where editors look for it.
     } catch (const velhost::ScriptRefusal& refusal) {
+        // The place of the mistake stands first, where editors look for it.
         std::fprintf(stderr, "%s\n", refusal.what());
         return 2;
     } catch (const velhost::Refusal& refusal) {
