@@ -26,17 +26,25 @@ constexpr std::uint32_t typeMask = 0x00FFFFFF;
 constexpr int weightSelector = 1;
 constexpr int operationRemove = 0;
 constexpr std::size_t measurementCount = 3;
+// Not added up to 1900: where the difference wraps, the two comparisons disagree.
 constexpr std::uint32_t verdictOffset = 1700;
 constexpr std::int32_t verdictThreshold = 199;
 
 // The messages of the feature, each with its one home. They end without a line break, unlike the row store's.
 
+constexpr char component[] = "Tessary";
+
 void logNoDatabase(const char* operation, int line = __builtin_LINE()) {
-    VEL_LOG_ERROR("No Classifier Database Available", "Tessary", operation, line);
+    VEL_LOG_ERROR("No Classifier Database Available", component, operation, line);
 }
 
 void logNoEntry(const char* operation, int line = __builtin_LINE()) {
-    VEL_LOG_ERROR("No entry found for the app in classifier, cannot updateinfo", "Tessary", operation, line);
+    VEL_LOG_ERROR("No entry found for the app in classifier, cannot updateinfo", component, operation, line);
+}
+
+/// One text for both databases, as readers of logs know it: the operation before it tells which.
+void logNotOpened(const char* operation, int result, int line) {
+    VEL_LOG_ERROR("Error in DB initialization - createFeatureInputDb  %d", component, operation, line, result);
 }
 
 /// Leaves `store` null when there is no memory for it or it cannot be opened; does nothing when it is open.
@@ -48,11 +56,11 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
     }
     store.reset(new (std::nothrow) VelDatabase<T>(0, name + ending, tableName));
     if (store == nullptr) {
-        return;
+        return; // in silence: the changes that need the store will say that it is missing
     }
     const int result = store->openVeldb();
     if (result != VELDB_SUCCESS) {
-        VEL_LOG_ERROR("Error in DB initialization - createFeatureInputDb  %d", "Tessary", operation, line, result);
+        logNotOpened(operation, result, line);
         store.reset();
     }
 }
@@ -60,11 +68,13 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
 /// Exactly "true", not what else a property may hold for yes.
 bool readHeavyGameProperty() {
     const PropVal property = perf_get_prop("ro.vendor.perf.wlc.heavygame", "false");
+    // Bounded: a value of full length might come without its NUL.
     const std::string value(property.value, strnlen(property.value, sizeof(property.value)));
     return value == "true";
 }
 
-/// An empty name would select every application's rows, and one with a NUL byte is not what the query would select.
+/// An empty name would select every application's rows. With a NUL byte no query compiles, so that the application
+/// would never be found and each classification would add a row.
 bool isApplicationName(const std::string& appName) {
     return !appName.empty() && appName.find('\0') == std::string::npos;
 }
@@ -101,7 +111,8 @@ int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, in
         known.write();
         return 1;
     }
-    // Several rows are a fault that nothing can decide: all go, and the next trigger starts afresh.
+    // Several rows are a fault that nothing can decide: all go, and the next trigger starts afresh. With none, the same
+    // step deletes nothing.
     const bool added = known.empty() && insertRow(store, appName, TessaryDatabase{type});
     known.remove();
     return added ? 1 : 0;
@@ -132,6 +143,7 @@ TessaryFeature::TessaryFeature(FeatureInfo description) : Feature(std::move(desc
 }
 
 TessaryFeature::~TessaryFeature() {
+    // In the order that the host expects: its objects, the classifier database, the heavy-game database.
     delete ownedObjectA;
     ownedObjectA = nullptr;
     delete ownedObjectB;
@@ -147,6 +159,7 @@ void TessaryFeature::createHeavyGameDb() {
 }
 
 void TessaryFeature::runAsync(AsyncTriggerPayload payload) {
+    // Before the code is looked at: a trigger of any code tells of a missing database.
     if (appDb == nullptr) {
         logNoDatabase("runAsync");
         return;
@@ -183,6 +196,7 @@ int TessaryFeature::updateToClassifierDataBase(std::string& appName, int op, int
     if (op != operationRemove) {
         return classify(*appDb, appName, type);
     }
+    // The classification first: no answer ever rests on peaks that a failure in between leaves behind.
     removeRows(*appDb, appName);
     if (heavyGameDb != nullptr) {
         removeRows(*heavyGameDb, appName);
@@ -222,6 +236,7 @@ int TessaryFeature::updateWeightToClassifier(std::string& appName, std::vector<i
         return 0;
     }
     VelDBRowLoan<HeavyGameClassifierDatabase> stored = lookUp(*heavyGameDb, appName);
+    // Which of several rows is right cannot be told; a removal clears them all.
     if (stored.size() > 1) {
         return 0;
     }

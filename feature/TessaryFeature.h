@@ -12,18 +12,20 @@
 
 /// Classifies applications by package name: keeps a type code and a weight for each, in the table "Tessary", and the
 /// peaks of three measurements, in the table "HeavyGame". Nothing is kept in memory between calls: every query reads
-/// the table, and every change is committed before the call returns.
+/// the table, and every change is committed before the call returns, unless the store logs a failure.
 ///
 /// Failures inside a store are only logged, by the store; no result shows them. A look-up that failed is taken for an
-/// application that is not known: a change may then add a second row for it.
+/// application that is not known: a change may then add a second row for it. A change whose statements cannot be
+/// compiled, for want of memory or of the table, stays queued: the next change of that table writes it first, even
+/// when its application was changed or removed in between.
 ///
 /// The host makes it through the registry, drives it through `Feature` and deletes it through `Feature*`.
 ///
 /// Threads: the feature has no lock and starts no thread. It does not serialise its callers, and its stores allow one
 /// change at a time (VelDatabase): a host that calls from several threads must call one after the other.
 ///
-/// Application names must not be empty or hold a NUL byte, which could select other applications' rows: an update of
-/// such a name changes nothing and returns 0, a query answers 0.
+/// Application names must not be empty, which would select every application's rows, or hold a NUL byte, which no query
+/// can: an update of such a name changes nothing and returns 0, a query answers 0.
 ///
 /// Exceptions: std::bad_alloc alone, when a name, a list of values or the write queue cannot be copied or grown.
 /// Nothing is leaked then, and what was not written stays as it was.
@@ -47,7 +49,8 @@ public:
     void runAsync(AsyncTriggerPayload payload) override;
 
     /// Stores the weight of `appName` in `data.value` when `selector` is 1, its type code otherwise, of the first row
-    /// if it has several; 0 for an application that is not known and without a classifier database. Returns 0.
+    /// if it has several; 0 for an application that is not known and without a classifier database. Returns 0. When it
+    /// throws, `data` is unchanged.
     int getData(std::string& appName, featureData& data, int selector) override;
     using Feature::getData;
 
@@ -61,7 +64,9 @@ public:
 
     /// Removes the application from both tables when `op` is 0. Otherwise sets its type code, the application being
     /// added with weight 0 when it is not known; if it has several rows, all are deleted instead.
-    /// Returns 1, or 0 without a classifier database, when no row could be had or when several rows were deleted.
+    /// Returns 1, or 0 without a classifier database, when no row could be had or when several rows were deleted. A
+    /// removal takes two transactions, the classification's first: what ends it between them leaves the peaks behind,
+    /// and the application inherits them when it is classified again.
     int updateToClassifierDataBase(std::string& appName, int op, int type);
 
     /// Sets the weight of a known application, unchecked. Returns 1, or 0 and changes nothing when it has no row, or
@@ -70,7 +75,8 @@ public:
 
     /// Raises the application's peaks to the first three of `values` where these are larger, and sets its weight to the
     /// heavy-game verdict of the new peaks. Returns 1, or 0 and changes nothing when a database is missing, there are
-    /// fewer than three values, or the application has not exactly one classification or has several rows of peaks.
+    /// fewer than three values, or the application has not exactly one classification or has several rows of peaks. 1
+    /// does not say that the peaks could be stored.
     int updateWeightToClassifier(std::string& appName, std::vector<int> values);
 
     /// Adds a row of peaks for an application that has none; `values` must hold at least three. Returns 1, or 0 without

@@ -7,7 +7,7 @@
 #include "host/Export.h"
 
 /// What the host delivers with an asynchronous trigger. Which trigger codes a feature acts on, and how it decodes the
-/// two arguments, is the feature's matter (TessaryFeature::runAsync).
+/// two arguments, is the feature's matter (TessaryFeature::runAsync). Passed by value: a feature may change its copy.
 struct HOST_EXPORT AsyncTriggerPayload {
     /// The trigger code, compared for equality only.
     std::uint32_t triggerId = 0;

@@ -18,7 +18,8 @@
 #include "host/FeatureInfo.h"
 #include "host/FeatureState.h"
 
-/// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor.
+/// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor, on
+/// the thread that deletes the feature.
 class HOST_EXPORT FeatureOwnedObject {
 public:
     virtual ~FeatureOwnedObject() = default;
@@ -44,7 +45,8 @@ public:
     Feature(const Feature&) = delete;
     Feature& operator=(const Feature&) = delete;
 
-    /// Delivery of an asynchronous trigger. Results and failures are not reported back.
+    /// Delivery of an asynchronous trigger. Results and failures are not reported back; what an operation throws, this
+    /// or another, passes to the host.
     virtual void runAsync(AsyncTriggerPayload payload);
 
     /// The host's own; this plug-in inherits them.
@@ -68,7 +70,7 @@ public:
 
     /// The feature's name, from the description.
     std::string name;
-    /// Set by the host or null; the derived destructor deletes what they point to.
+    /// Set by the host or null; the derived destructor deletes what they point to, and nobody else may.
     FeatureOwnedObject* ownedObjectA = nullptr;
     FeatureOwnedObject* ownedObjectB = nullptr;
     std::int32_t auxValue = 0;

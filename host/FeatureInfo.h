@@ -21,8 +21,7 @@ struct HOST_EXPORT AsyncInfo {
     std::uint32_t id = 0;
     std::int32_t kind = 0;
 
-    /// Orders by `id` (unsigned), then `kind` (signed), then `flag` (false first): `flag`, the first field, counts
-    /// last.
+    /// Orders by `id` (unsigned), then `kind` (signed), then `flag` (false first).
     bool operator<(const AsyncInfo& other) const {
         return std::tie(id, kind, flag) < std::tie(other.id, other.kind, other.flag);
     }
@@ -39,6 +38,7 @@ struct HOST_EXPORT MeterInfo {
 };
 
 /// The description from which a factory builds a feature. Passed by value; the feature keeps it for its lifetime.
+/// Copying it throws std::bad_alloc.
 struct HOST_EXPORT FeatureInfo {
     /// The feature's name; its database files are named after it, so it must be fit for a file name.
     std::string name;

@@ -11,6 +11,7 @@ class HOST_EXPORT FeatureState {
 public:
     /// Builds the state of the feature called `featureName`, which is copied. Throws std::bad_alloc.
     explicit FeatureState(const std::string& featureName);
+    /// Runs on the thread that deletes the feature.
     ~FeatureState();
 
     FeatureState(const FeatureState&) = delete;

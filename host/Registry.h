@@ -20,13 +20,14 @@ struct FeatureInfo;
 template <typename Base, typename Info>
 class HOST_EXPORT RegistryBase {
 public:
-    /// Makes a feature from its description; null when memory ran out. The caller owns the feature.
+    /// Makes a feature from its description; null when memory ran out. The caller owns the feature. What its
+    /// construction throws passes.
     using FeatureFactory = Base* (*)(Info);
     /// From the name that a plug-in registers to its factory.
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
 
     /// Returns the map, which it creates when there is none yet; null when memory ran out (the next call tries again).
-    /// The caller must hold `mMutex`.
+    /// The map stays the registry's. The caller must hold `mMutex`.
     static ClassMap* getMap() {
         if (classList == nullptr) {
             classList = new (std::nothrow) ClassMap;
@@ -36,7 +37,7 @@ public:
 
     /// Null until the map is first needed; the map is never destroyed, since plug-ins may be loaded at any time.
     static ClassMap* classList;
-    /// Guards `classList` and the map. Held while an entry is made or looked up, and across nothing else.
+    /// Guards `classList` and the map. Held while an entry is made or looked up, or the lack of a map is logged.
     static std::mutex mMutex;
 };
 
@@ -47,7 +48,7 @@ template <>
 HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
 
 /// The factory: returns a new `Derived` built from `info`, which the caller owns and deletes through `Base*`, or null
-/// when memory ran out. What the construction throws passes to the caller; nothing is left behind.
+/// when memory ran out. What the construction throws passes to the caller; nothing is left behind. Any thread.
 template <typename Base, typename Info, typename Derived>
 HOST_EXPORT Base* createClassObj(Info info) {
     return new (std::nothrow) Derived(std::move(info));
@@ -60,7 +61,8 @@ class HOST_EXPORT Registry {
 public:
     /// Enters the factory under `name`, under the registry lock. The first registration of a name wins; a later one is
     /// dropped without a message. A null `name` registers nothing. Without a map the loss is logged.
-    /// Throws std::bad_alloc when the entry cannot be made; the lock is free then.
+    /// Throws std::bad_alloc when the entry cannot be made; the lock is free then. From a static object, while a
+    /// library is loaded, that as a rule ends the process.
     explicit Registry(const char* name) {
         if (name == nullptr) {
             return;

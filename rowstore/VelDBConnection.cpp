@@ -18,6 +18,7 @@ void logCaught(const char* operation, int line = __builtin_LINE()) {
 
 /// The journal mode is kept in the file, but a file may come from elsewhere: asked for at every open.
 void enableWriteAheadLog(sqlite3* db, const VelDBLog& log) {
+    // Where there is no shared memory SQLite keeps the old mode without an error, and nothing is logged.
     if (sqlite3_exec(db, "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr) != SQLITE_OK) {
         log.sqlMessage(db);
     }
@@ -59,6 +60,7 @@ veldbError closeConnection(const std::string& dbDir, const std::string& dbFileNa
     if (db == nullptr) {
         return VELDB_SUCCESS;
     }
+    // Not sqlite3_close_v2, which would put the close off without a word while a statement is left.
     const int code = sqlite3_close(db);
     // Whatever SQLite answered, the handle is not used again: not by a later operation, nor by the destructor.
     db = nullptr;
@@ -82,6 +84,7 @@ veldbError createTable(sqlite3* db, const std::string& tableName) {
         log.message(db);
         return VELDB_FAILURE;
     } catch (...) {
+        // Not a failure: the table may well be there. If not, the first statement on it says so.
         logCaught("createVeldbTables");
         return VELDB_SUCCESS;
     }

@@ -9,13 +9,15 @@
 #include "rowstore/VelDBTypes.h"
 
 /// One row of a table, in memory. Changing a field changes nothing on the disk before the row is written back.
-/// Made by VelDBDataTable::getRow or a read, and handed back to the store exactly once.
+/// Made by VelDBDataTable::getRow or a read, and handed back to the store exactly once. Not synchronised: a row belongs
+/// to whoever holds it.
 template <typename T>
 struct VelDBDataRow {
     static_assert(std::is_trivially_copyable<T>::value, "a payload is stored as its memory image");
 
     /// SQLite's row id. 0 means that the row was never stored, so that a write inserts it; any other is updated in
-    /// place. Ids beyond 32 bits can be read but not written.
+    /// place. Ids beyond 32 bits can be read but not written. A stored row whose id is 0, which only another writer can
+    /// have made, is taken for a new one: a write adds a copy of it, and a delete leaves it.
     std::int64_t rowid = 0;
     /// A number of the owner's; VELDB_NO_VALUE is stored as NULL.
     std::int32_t intcol1 = VELDB_NO_VALUE;
@@ -35,7 +37,7 @@ struct VelDBRowRef {
     std::string& appName;
     std::string& rsvdName;
     void* payload;
-    unsigned payloadSize;
+    unsigned payloadSize; ///< in bytes
 
     template <typename T>
     explicit VelDBRowRef(VelDBDataRow<T>& row)

@@ -1,6 +1,7 @@
 #ifndef ROWSTORE_VELDBDATATABLE_H
 #define ROWSTORE_VELDBDATATABLE_H
 
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -18,8 +19,8 @@
 /// VelDatabase::writeDeallocateDR (to be written), to VelDatabase::deleteDeallocateDR (to be deleted), or to `freeRow`.
 /// Each of them empties the vector. A vector belongs to one thread.
 ///
-/// `cacheMutex` guards `cacheList` and nothing else. It is held while one row enters or leaves the queue, never across
-/// an SQLite call, and no other lock is taken under it.
+/// `cacheMutex` guards `cacheList` and nothing else. It is held while one row enters or leaves the queue, and by the
+/// destructor while it frees what is left; never across an SQLite call, and no other lock is taken under it.
 template <typename T>
 class VelDBDataTable {
 public:
@@ -30,22 +31,25 @@ public:
     /// Copies `name`, which must be a plain SQL identifier. Throws std::bad_alloc.
     explicit VelDBDataTable(const std::string& name) : tableName(name) {}
 
-    /// Frees the rows that are still queued, unwritten, and logs their number if there are any.
+    /// Frees the rows that are still queued, unwritten, and logs their number if there are any. No other thread may
+    /// still use the table.
     ~VelDBDataTable();
 
     VelDBDataTable(const VelDBDataTable&) = delete;
     VelDBDataTable& operator=(const VelDBDataTable&) = delete;
 
     /// Returns `count` new rows without values, owned by the caller; above VELDB_MAX_GET_ROWS that many, with a
-    /// warning. When memory runs out on the way, this is logged and the rows made so far are returned, possibly none.
+    /// warning. When memory runs out on the way, this is logged and the rows made so far are returned, possibly none:
+    /// fewer than asked for are the caller's all the same.
     /// Throws std::bad_alloc, having made no row, when there is no memory for the vector itself. Any thread may call
     /// it.
     vecT getRow(unsigned int count);
 
     /// Moves every row of `rows` to the back of the write queue; nothing reaches the disk before the next write-back.
     /// Returns the number of entries that `rows` held, null entries included; `rows` is empty afterwards.
-    /// Throws std::bad_alloc when the queue cannot grow: each row is then in the queue or still in `rows`, never in
-    /// both. Any thread may call it, also while another writes back; `rows` itself is the caller's alone.
+    /// Throws std::bad_alloc when the queue cannot grow: each row is then in the queue, its entry in `rows` null, or
+    /// still in `rows`; never in both. Any thread may call it, also while another writes back; `rows` itself is the
+    /// caller's alone.
     int cacheRow(vecT& rows);
 
     /// Frees every row of `rows` unwritten. Returns the number of entries that `rows` held, null entries included;
@@ -56,8 +60,8 @@ protected:
     /// An owning queue: rows that leave it unwritten are freed.
     using listT = std::list<std::unique_ptr<rowT>>;
 
-    /// Returns one new row, or null when memory ran out, which is logged as of getRow with the number of rows that it
-    /// had `allocated` before.
+    /// Returns one new row, the caller's, or null when memory ran out, which is logged as of getRow with the number of
+    /// rows that it had `allocated` before.
     rowT* newRow(std::size_t allocated) {
         rowT* row = new (std::nothrow) rowT;
         if (row == nullptr) {
@@ -85,6 +89,7 @@ VelDBDataTable<T>::~VelDBDataTable() {
         return;
     }
     VelDBLog("~VelDBDataTable", tableName.c_str()).unwritten(cacheList.size());
+    // Nobody can contend for it any more; it keeps the rule that the queue changes under its lock alone.
     const std::lock_guard<std::mutex> lock(cacheMutex);
     cacheList.clear();
 }

@@ -1,10 +1,13 @@
 #include "rowstore/VelDBQuery.h"
 
 #include <charconv>
+#include <cstddef>
 #include <string_view>
 
 namespace {
 
+// A read asks for "*", so the order of these columns is that of ReadColumn. Row values, which update and select use,
+// need SQLite 3.15.
 constexpr std::string_view schema = "(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)";
 constexpr std::string_view insertColumns = "(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)";
 constexpr std::string_view updateVerb = "UPDATE ";
@@ -31,6 +34,7 @@ std::size_t clauseCapacity(const VelDBDataRowKey& key) {
     return clauseRoom + 2 * (key.appName.size() + key.rsvdName.size());
 }
 
+/// Every quote is doubled, so that no value can end its own literal.
 void appendQuoted(const std::string& value, std::string& query) {
     query += '\'';
     std::size_t copied = 0;
@@ -85,6 +89,7 @@ void appendColumns(const VelDBDataRowKey& key, std::string& query) {
     }
 }
 
+/// In the order in which appendColumns names the columns.
 void appendValues(const VelDBDataRowKey& key, std::string& query) {
     CommaList values(query);
     if (!key.appName.empty()) {
@@ -139,6 +144,7 @@ void appendWhereClause(const VelDBDataRowKey& key, std::string& query) {
 }
 
 void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query) {
+    // Both index the tables above, and an enumeration's variable can hold any number.
     const bool known =
         col > veldbOrderByNone && col <= veldbOrderByIntcol1 && dir >= veldbDirNone && dir <= veldbDirDesc;
     if (known) {

@@ -22,7 +22,8 @@ public:
     VelDBRowLoan& operator=(const VelDBRowLoan&) = delete;
 
     /// Writes the rows back, as VelDatabase::writeDeallocateDR does. The loan is empty afterwards.
-    /// Throws std::bad_alloc when the rows cannot be queued: they stay on loan.
+    /// Throws std::bad_alloc when the rows cannot be queued: those that were not stay on loan, and `front` may not be
+    /// called any more.
     void write() { store.template writeDeallocateDR<T>(rows); }
 
     /// Deletes the rows from their table, as VelDatabase::deleteDeallocateDR does. The loan is empty afterwards.

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-// The results, orderings and limits that the whole row store shares.
+// The results, orderings and limits that the whole row store shares, and its bounded copy.
 
 /// The result of an operation on a connection. Operations that return a plain int use the same two values.
 enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
@@ -32,7 +32,7 @@ constexpr std::size_t VELDB_MAX_GET_ROWS = 100;
 constexpr std::size_t VELDB_MAX_READ_ROWS = 10000;
 
 /// Copies as many bytes as fit both sizes from `src` to `dst`, which must not overlap, and returns their number.
-/// Either pointer may be null when its size is 0; there is no other check.
+/// Either pointer may be null when its size is 0; there is no other check. Any thread may call it.
 inline unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
     const unsigned count = dstSize < srcSize ? dstSize : srcSize;
     if (count != 0) {

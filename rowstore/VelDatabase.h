@@ -1,14 +1,18 @@
 #ifndef ROWSTORE_VELDATABASE_H
 #define ROWSTORE_VELDATABASE_H
 
+#include <cstddef>
 #include <string>
 #include <utility>
 
 #include "rowstore/VelDBConnection.h"
 #include "rowstore/VelDBDataRowKey.h"
 #include "rowstore/VelDBDataTable.h"
-#include "rowstore/VelDBRowReader.h"
-#include "rowstore/VelDBRowWriter.h"
+#include "rowstore/VelDBTypes.h"
+
+struct sqlite3;
+class VelDBRowReader;
+class VelDBRowWriter;
 
 /// What VelDatabase's constructor takes as a table's name, once for each payload type.
 template <typename Payload>
@@ -41,6 +45,7 @@ public:
     VelDatabase& operator=(const VelDatabase&) = delete;
 
     /// Opens the database file in "/data/vendor/vel/" in write-ahead-log mode and creates the tables that it lacks.
+    /// The store must have no connection yet: a second open would lose the first one.
     /// Returns VELDB_SUCCESS, or VELDB_FAILURE with the connection closed again. An existing table is not compared with
     /// what is expected; for want of memory a table may still be missing after a success (`createVeldbTables`).
     int openVeldb();
@@ -55,7 +60,8 @@ public:
     }
 
     /// Closes the connection, if there is one; the write queue is not flushed. Returns VELDB_FAILURE when SQLite
-    /// refuses; the store has no connection afterwards in either case.
+    /// refuses; the store has no connection afterwards in either case. Rows on loan stay valid and must still be handed
+    /// back.
     int closeVeldb() { return closeConnection(dbDir, dbFileName, db); }
 
     /// Writes every queued row of `T`, oldest first, in one transaction, and frees it: row id 0 is inserted, any other
@@ -63,15 +69,17 @@ public:
     /// lost; the others are committed. A row id beyond 32 bits is such a failure: no other row is ever reached.
     /// Returns VELDB_FAILURE when a statement cannot be compiled (the queue keeps its rows) or finalized. Failures of
     /// the transaction and of single rows are only logged. Without a connection, or when memory for a statement's text
-    /// runs out, returns VELDB_SUCCESS and the queue keeps its rows.
+    /// runs out, returns VELDB_SUCCESS and the queue keeps its rows. The queue has no bound: as long as the statements
+    /// do not compile, every write adds to it.
     template <typename T>
     veldbError writeCachedDRToDisk();
 
-    /// writeCachedDRToDisk for every table. Returns VELDB_FAILURE when one of them does.
+    /// writeCachedDRToDisk for every table, each in a transaction of its own: one that fails does not keep the others
+    /// from being written. Returns VELDB_FAILURE when one of them does.
     int VelDatabaseWriteCachedToDisk();
 
-    /// Queues `rows` and writes the queue to disk. Returns the number of entries that `rows` held, null entries
-    /// included, whatever became of the write; `rows` is empty afterwards.
+    /// Queues `rows` and writes the queue to disk, with what earlier calls have left in it. Returns the number of
+    /// entries that `rows` held, null entries included, whatever became of the write; `rows` is empty afterwards.
     /// Throws std::bad_alloc when the queue cannot grow, as `cacheRow` does; nothing is written then.
     template <typename T>
     int writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
@@ -80,7 +88,8 @@ public:
     /// rows that were never stored are skipped; a row id that is not in the table is no error.
     /// Returns the number of entries that `rows` held, or 0 when the statement cannot be compiled or finalized. The
     /// number does not say that rows are gone: without a connection, or when memory for the statement's text runs out,
-    /// nothing is deleted, and failures of the transaction and of single rows are only logged.
+    /// nothing is deleted, and failures of the transaction and of single rows are only logged. The queue is not
+    /// touched: what a write has left in it is written later all the same, whatever is deleted now.
     template <typename T>
     int deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
@@ -92,9 +101,10 @@ public:
                                                     veldbOrderByDir dir);
 
     /// Appends the WHERE clause for `key` to `query`; when memory runs out this is logged and `query` is unchanged.
+    /// Any thread may call it.
     void build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query);
 
-    /// As the function of the same name.
+    /// Offered with every store; the store itself uses the function of the same name.
     static unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
         return ::VelDB_memscpy(dst, dstSize, src, srcSize);
     }
@@ -105,7 +115,8 @@ protected:
     template <typename T>
     void writeQueue(VelDBRowWriter& writer);
 
-    /// Returns false when the statement could not be compiled or finalized.
+    /// Returns false when the statement could not be compiled or finalized; true also when memory for its text ran out
+    /// and nothing was deleted.
     template <typename T>
     bool deleteRows(const typename VelDBDataTable<T>::vecT& rows);
 

@@ -3,14 +3,20 @@
 
 // What the operations that VelDatabase.h declares do; included there, at its end, and nowhere else.
 
+#include <cstddef>
 #include <memory>
 
+#include "rowstore/VelDBLog.h"
 #include "rowstore/VelDBQuery.h"
+#include "rowstore/VelDBRowDeleter.h"
+#include "rowstore/VelDBRowReader.h"
+#include "rowstore/VelDBRowWriter.h"
 #include "rowstore/VelDBTransaction.h"
 #include "rowstore/VelDatabase.h"
 
 template <typename... Payloads>
 VelDatabase<Payloads...>::~VelDatabase() {
+    // What cannot be written now is freed, and counted in the log, by each table's destructor.
     VelDatabaseWriteCachedToDisk();
     closeVeldb();
 }
@@ -61,10 +67,12 @@ veldbError VelDatabase<Payloads...>::writeCachedDRToDisk() {
         }
         // Until here an exception leaves the queue as it was; from here on there is none.
         VelDBTransaction transaction(db, log);
+        // The rows are gone before the commit: a statement that has run reads nothing of them any more.
         writeQueue<T>(writer);
         transaction.commit();
         return writer.finalize() ? VELDB_SUCCESS : VELDB_FAILURE;
     } catch (...) {
+        // Not a failure to the caller: the rows are still queued, and the next write-back takes them along.
         log.caught(VelDBLog::Wording::exception);
         return VELDB_SUCCESS;
     }
@@ -83,9 +91,9 @@ template <typename... Payloads>
 template <typename T>
 int VelDatabase<Payloads...>::deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
     // The rows are the store's in every outcome; only a statement that failed as a whole shows in the result.
-    const bool deleted = db == nullptr || deleteRows<T>(rows);
+    const bool statementWorked = db == nullptr || deleteRows<T>(rows);
     const int count = VelDBDataTable<T>::freeRow(rows);
-    return deleted ? count : 0;
+    return statementWorked ? count : 0;
 }
 
 template <typename... Payloads>
@@ -134,6 +142,7 @@ typename VelDBDataTable<T>::vecT VelDatabase<Payloads...>::readAllocateDR(const 
         appendOrderBy(col, dir, query);
         VelDBRowReader reader(db, log);
         if (reader.prepare(query)) {
+            // The query itself has no limit: the stepping stops.
             readRows<T>(reader, bounded ? count : VELDB_MAX_READ_ROWS, rows);
             reader.finalize();
         }
@@ -148,6 +157,7 @@ template <typename T>
 void VelDatabase<Payloads...>::readRows(VelDBRowReader& reader, std::size_t limit,
                                         typename VelDBDataTable<T>::vecT& rows) {
     while (rows.size() < limit && reader.next()) {
+        // Each is logged as the first of a getRow, whatever the read had found before.
         std::unique_ptr<VelDBDataRow<T>> row(VelDBDataTable<T>::newRow(0));
         if (row == nullptr) {
             return;
