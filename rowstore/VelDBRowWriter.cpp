@@ -57,8 +57,8 @@ void VelDBRowWriter::write(const VelDBRowRef& row) {
 void VelDBRowWriter::bindRow(Write& write, const VelDBRowRef& row) {
     sqlite3_stmt* statement = write.statement.get();
     const unsigned parameters = parametersOf(row);
-    // Rows of one kind bind the same parameters, so that most batches never come to this. Cleared for every row, a batch
-    // would not keep its limit in bench/goals.py.
+    // Rows of one kind bind the same parameters, so that most batches never come to this. Cleared for every row, a
+    // batch would not keep its limit (bench/StoreJobs.cpp).
     const bool carriesOver = (write.bound & ~parameters) != 0;
     if (carriesOver) {
         sqlite3_clear_bindings(statement);
