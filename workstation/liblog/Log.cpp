@@ -12,6 +12,7 @@ namespace {
 std::atomic<int> minimumPriority{ANDROID_LOG_VERBOSE};
 
 char priorityLetter(int priority) {
+    // Unknown and default come first, silent last.
     static const char letters[] = "??VDIWEFS";
     const bool known = priority >= 0 && priority <= ANDROID_LOG_SILENT;
     return known ? letters[priority] : '?';
@@ -50,9 +51,11 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
         return -1;
     }
     used = used + message < room ? used + message : room - 1;
+    // The row store's lines end in a line's end of their own, the feature's do not.
     if (line[used - 1] != '\n') {
         line[used++] = '\n';
     }
+    // In one piece, so that the lines of two threads do not mix.
     return std::fwrite(line, 1, static_cast<std::size_t>(used), stderr) == static_cast<std::size_t>(used) ? 1 : -1;
 }
 

@@ -15,6 +15,7 @@ namespace {
 } // namespace
 
 void Output::write(std::string_view text) {
+    // Checked at each write: a long table must not be made for a pipe that is closed.
     if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) {
         fail();
     }

@@ -37,13 +37,19 @@ public:
     virtual void printTable(ClassificationReader& reader) = 0;
 };
 
-/// A printer onto `output`, which must outlive it.
-///
-/// Text: "APP FIELD VALUE" for an answer; a table, 80 columns wide unless its numbers need more, with long names
-/// shortened in the middle. Names stand as a script writes them.
-/// JSON: one object, {"answers":[...],"applications":[...]}, "answers" only if there was a query; always valid, names
-/// whole, with U+FFFD for what is not UTF-8 in them.
+/// A printer of the form asked for, onto `output`, which must outlive it.
 std::unique_ptr<Printer> makePrinter(Format format, Output& output);
+
+/// "APP FIELD VALUE" for an answer; a table, 80 columns wide unless its numbers need more, with long names shortened in
+/// the middle. Names stand as a script writes them.
+std::unique_ptr<Printer> makeTextPrinter(Output& output);
+
+/// One object, {"answers":[...],"applications":[...]}, "answers" only if there was a query; always valid, names whole,
+/// with U+FFFD for what is not UTF-8 in them.
+std::unique_ptr<Printer> makeJsonPrinter(Output& output);
+
+/// The field's word in scripts and in both forms.
+const char* nameOf(QueryField field);
 
 } // namespace velhost
 

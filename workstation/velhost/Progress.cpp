@@ -13,10 +13,12 @@ constexpr std::chrono::milliseconds interval{250};
 
 } // namespace
 
+// Into a file or a pipe nothing is shown: it would stand between the log lines for good.
 Progress::Progress(std::size_t callCount)
     : total(callCount), onTerminal(isatty(STDERR_FILENO) == 1), due(Clock::now() + interval) {}
 
 Progress::~Progress() {
+    // What comes next, a table or a message, begins on a clean line.
     if (shown) {
         std::fputs("\033[K", stderr);
     }

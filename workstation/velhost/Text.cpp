@@ -121,7 +121,7 @@ std::string shortened(std::string_view text, std::size_t columns) {
     if (present <= columns) {
         return std::string(text);
     }
-    const std::size_t kept = columns - 3;
+    const std::size_t kept = columns - 3; // the dots take the rest
     // Package names differ at their ends, which get the greater part.
     const std::size_t tail = kept * 2 / 3;
     std::string out(text.substr(0, indexOfColumn(text, kept - tail)));
