@@ -101,12 +101,11 @@ protected:
     std::unique_ptr<FeatureProbe> feature;
 };
 
+Lines noDatabase(const std::string& name) { return {"E Tessary: " + name + "() #: No Classifier Database Available"}; }
+
 TEST_F(FeatureTest, EachCallHasThisOutcome) {
     const Lines weightRefused{"E Tessary: updateWeightToTessary" + noEntry};
     const Lines reportRefused{"E Tessary: updateWeightToClassifier" + noEntry};
-    const auto noDatabase = [](const std::string& name) {
-        return Lines{"E Tessary: " + name + "() #: No Classifier Database Available"};
-    };
     const std::tuple<std::string, Call, Values, int, std::string, Lines> outcomes[] = {
         {"b 1 1 |", classify, {3, 17}, 1, "a 17 0 b 1 1 |", {}},
         {"a 5 7 | a 1 2 3", classify, {255, 9}, 1, "a 9 7 | a 1 2 3", {}},
@@ -123,20 +122,13 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"a 5 1 | a 1000 0 0", report, {0, 50, 0}, 1, "a 5 1 | a 1000 50 0", {}},
         {"a 5 0 | a 100 100 100", tell, {400, 500, 300}, 0, "a 5 1 | a 400 500 300", {}},
         {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
-        {"a 5 7 |", report, {1073741824, 0, 0}, 1, "a 5 1 | a 1073741824 0 0", {}}, // wraps
         {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
-        {"|", trigger, {4164, 0x02000005, 0}, 0, "a 5 0 |", {}},
         {"|", trigger, {4164, -0xEDCBAA, 0}, 0, "a 1193046 0 |", {}}, // 0xFF123456
-        {"a 5 7 |", trigger, {4164, 7, 0}, 0, "|", {}},
-        {"a 5 7 |", trigger, {4165, 0, -3}, 0, "a 5 -3 |", {}},
         {"a 5 7 |", trigger, {4166, 7, 1}, 0, "a 5 7 |", {}},
-        {"a 5 7 |", query, {1}, 7, "a 5 7 |", {}},
-        {"b 5 7 | a 1 2 3", query, {1}, 0, "b 5 7 | a 1 2 3", {}},
         {"a 5 7 a 5 8 |", query, {2}, 5, "a 5 7 a 5 8 |", {}},
         {"a 5 7 | !", classify, {0, 9}, 1, "| !", {}},
         {"a 5 7 | !", weigh, {5}, 1, "a 5 5 | !", {}},
         {"a 5 7 | !", report, {1}, 0, "a 5 7 | !", noDatabase("updateWeightToClassifier")},
-        {"a 5 7 | !", trigger, {4165, 0, 2}, 0, "a 5 2 | !", {}},
         {"! | a 1 2 3", classify, {0, 9}, 0, "! | a 1 2 3", noDatabase("updateToClassifierDataBase")},
         {"! | a 1 2 3", weigh, {5}, 0, "! | a 1 2 3", noDatabase("updateWeightToTessary")},
         {"! | a 1 2 3", tell, {5, 6, 7}, 0, "! | a 1 2 3", noDatabase("updateWeightToClassifier")},
