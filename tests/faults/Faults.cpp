@@ -174,7 +174,7 @@ void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { oper
 extern "C" int __real_sqlite3_finalize(sqlite3_stmt* statement);
 extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
     const int result = __real_sqlite3_finalize(statement);
-    const int fault = Fuse::check(SQLITE_FINALIZE);
+    const int fault = statement != nullptr ? Fuse::check(SQLITE_FINALIZE) : SQLITE_OK;
     return fault != SQLITE_OK ? fault : result;
 }
 

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <atomic>
 #include <future>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -25,17 +26,21 @@ TEST(Threads, RowsQueuedWhileAnotherWritesBackAllArrive) {
     const Device device;
     VelDatabase<TessaryDatabase> store(0, "Tessary.db", "Tessary");
     ASSERT_EQ(store.openVeldb(), VELDB_SUCCESS);
-    std::atomic<int> running{4};
+    std::atomic<int> running{4}, rounds{0};
     const auto threads = start([&](int number) {
         for (int i = 0; i < 100; ++i) {
             auto rows = store.getRow(2);
             rows[0]->appName = rows[1]->appName = "com.example.application." + std::to_string(number);
             store.cacheRow(rows);
+            while (rounds < i / 10) { // so that both really go on at once
+                std::this_thread::yield();
+            }
         }
         --running;
     });
     while (running != 0) {
         EXPECT_EQ(store.writeCachedDRToDisk<TessaryDatabase>(), VELDB_SUCCESS);
+        ++rounds;
     }
     store.writeCachedDRToDisk<TessaryDatabase>();
     EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary GROUP BY appName"),

@@ -1,4 +1,5 @@
 #include <fstream>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -107,6 +108,7 @@ TEST_F(RowStore, ReadsWithExactlyThisText) {
         {keyOf(), 2, 1, " ORDER BY rsvdName ASC"},
         {keyOf(), 4, 1, ""},
         {keyOf(), 1, -1, ""},
+        {keyOf(), 1, 3, ""},
     };
     trace.take();
     for (const auto& [key, col, dir, tail] : queries) {
@@ -224,16 +226,45 @@ TEST_F(RowStore, BusyWriterIsReportedAndQueueDrains) {
 
 TEST_F(RowStore, KeepsItsQueueWithoutATable) {
     const std::string info = "no such table: T";
+    sqlite3_exec(store.db, "DROP TABLE T; CREATE TABLE T(intcol1, appName PRIMARY KEY, rsvdName, blob) WITHOUT ROWID",
+                 nullptr, nullptr, nullptr);
+    EXPECT_EQ(store.writeCachedDRToDisk<TessaryDatabase>(), VELDB_FAILURE) << "of the two statements only one compiles";
     sqlite3_exec(store.db, "DROP TABLE T", nullptr, nullptr, nullptr);
     EXPECT_EQ(write({{0, 1, "a", "", {}}}), 2);
     EXPECT_EQ(store.VelDatabaseWriteCachedToDisk(), VELDB_FAILURE);
-    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {info, info}, ""));
+    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {"no such column: rowid", info, info}, ""));
     EXPECT_EQ(remove({1}), 0);
     EXPECT_EQ(device.takeLog(), logOf("deleteDeallocateDR", {info}));
     EXPECT_EQ(read(), Lines{});
     EXPECT_EQ(device.takeLog(), logOf("readAllocateDR", {info}));
     EXPECT_EQ(store.createVeldbTables<TessaryDatabase>() + store.VelDatabaseWriteCachedToDisk(), VELDB_SUCCESS);
     EXPECT_EQ(stored(), Lines{"1,1,'a',NULL,X'0000000000000000'"});
+}
+
+TEST_F(RowStore, WritesWhatIsQueuedWhileItWrites) {
+    static Store::vecT late;
+    late = lend(store, {{0, 2, "late", "", {}}});
+    const auto queueLate = [](void* to, int, const char*, const char*, sqlite3_int64) {
+        std::thread([to] { static_cast<Store*>(to)->cacheRow(late); }).join(); // the lock is free meanwhile
+    };
+    sqlite3_update_hook(store.db, queueLate, &store);
+    EXPECT_EQ(write({{0, 1, "a", "", {}}}), 2);
+    EXPECT_EQ(stored().size(), 2U);
+}
+
+TEST_F(RowStore, ValueThatCannotBeBoundIsNullInItsRowAlone) {
+    sqlite3_limit(store.db, SQLITE_LIMIT_LENGTH, 100);
+    const std::string tooLong(101, 'n');
+    write({{0, 1, "a", tooLong, {1, 2}}, {0, 2, tooLong, "", {}}, {0, 3, "c", "r", {}}});
+    EXPECT_EQ(device.takeLog(), logOf("writeCachedDRToDisk", {"18", "18", "19", "19"}));
+    EXPECT_EQ(read(), (Lines{"1,1,'a','',1,2", "2,3,'c','r',0,0"}));
+}
+
+TEST_F(RowStore, ReadThatFailsOnTheWayKeepsWhatItHas) {
+    sql("ALTER TABLE T RENAME TO U; INSERT INTO U VALUES (1, 'a', NULL, NULL), (-9223372036854775808, 'b', NULL, NULL);"
+        "CREATE VIEW T AS SELECT abs(intcol1) AS intcol1, appName, rsvdName, blob, rowid AS rowid FROM U");
+    EXPECT_EQ(read(), Lines{"1,1,'a','',0,0"});
+    EXPECT_EQ(device.takeLog(), logOf("readAllocateDR", {"1"}));
 }
 
 TEST_F(RowStore, DoesNothingOnceClosed) {
