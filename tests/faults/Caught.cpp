@@ -9,7 +9,6 @@ namespace {
 
 using Store = StoreProbe<TessaryDatabase>;
 using Rows = Store::vecT;
-using Lines = std::vector<std::string>;
 using namespace std::string_literals;
 
 int read(Store& store, Rows& rows) {

@@ -199,7 +199,7 @@ Contents readContents(const std::filesystem::path& folder) {
     Contents contents;
     for (const auto& [file, table] : {std::pair("Tessary.db", "Tessary"), {"TessaryHeavyGame.db", "HeavyGame"}}) {
         Sql sql(folder / file);
-        EXPECT_EQ(sql.run("PRAGMA integrity_check"), std::vector<std::string>{"'ok'"});
+        EXPECT_EQ(sql.run("PRAGMA integrity_check"), Lines{"'ok'"});
         for (const std::string& row : sql.table(table)) {
             const std::size_t columns = row.find(',');
             if (row.find("'next") == std::string::npos) {
@@ -210,8 +210,7 @@ Contents readContents(const std::filesystem::path& folder) {
     return contents;
 }
 
-void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now,
-                         const std::vector<std::string>& tolerated) {
+void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now, const Lines& tolerated) {
     Contents all = now;
     all.insert(before.begin(), before.end());
     all.insert(after.begin(), after.end());

@@ -50,6 +50,6 @@ Contents readContents(const std::filesystem::path& folder);
 
 /// Expects each row to be as it was before or as it is to be after, wholly, or else to be `tolerated`.
 void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now,
-                         const std::vector<std::string>& tolerated = {});
+                         const Lines& tolerated = {});
 
 #endif

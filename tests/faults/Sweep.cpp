@@ -41,8 +41,7 @@ constexpr const char* peakRows = "INSERT INTO HeavyGame VALUES (1,'org.other',NU
                                  "(NULL,'com.target.known',NULL,X'E80300000000000000000000')";
 
 FeatureInfo description() {
-    FeatureInfo info;
-    info.name = "Tessary";
+    FeatureInfo info = called("Tessary");
     info.meters.emplace_back().asyncInfoSet = {{false, 1, 9}, {true, 1, 2}};
     info.namedIntTables[longName] = {{1}};
     return info;
@@ -120,8 +119,6 @@ const Operation operations[] = {
     {"report", [](FeatureP& f) { return f->setData(known, lowPeaks); }},
     {"reportFirst", [](FeatureP& f) { return f->setData(fresh, heavyPeaks); }},
     {"queryType", [](FeatureP& f) { return f->getData(known, answer, 0), answer.value; }},
-    {"queryWeight", [](FeatureP& f) { return f->getData(known, answer, 1), answer.value; }},
-    {"queryMore", [](FeatureP& f) { return f->getData(known, answer, 0, 0), answer.value; }},
     {"writePeaks", [](FeatureP& f) { return f->writeHeavyGameDb(unknown, heavyPeaks); }},
     {"refuseName", [](FeatureP& f) { return f->writeHeavyGameDb(noName, heavyPeaks); }},
     {"refuseWithoutPeaks", [](FeatureP& f) { return f->heavyGameDb.reset(), f->writeHeavyGameDb(known, lowPeaks); }},
@@ -133,7 +130,7 @@ const Operation operations[] = {
 };
 
 /// What these leave when a lookup fails, as the application then looks unknown, or stored once.
-const std::vector<std::string> mistakenRows = {
+const Lines mistakenRows = {
     "NULL,'com.target.known',NULL,X'1100000000000000'", "NULL,'com.target.twice',NULL,X'1100000000000000'",
     "3,'com.target.twice',NULL,X'1100000000000000'", "NULL,'com.target.known',NULL,X'0500000000000000'",
     "NULL,'com.target.known',NULL,X'010000003200000000000000'"};

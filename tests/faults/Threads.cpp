@@ -43,16 +43,13 @@ TEST(Threads, RowsQueuedWhileAnotherWritesBackAllArrive) {
         ++rounds;
     }
     store.writeCachedDRToDisk<TessaryDatabase>();
-    EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary GROUP BY appName"),
-              std::vector<std::string>(4, "200"));
+    EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary GROUP BY appName"), Lines(4, "200"));
 }
 
 TEST(Threads, FeaturesDoNotDisturbEachOther) {
     const Device device;
     start([](int number) {
-        FeatureInfo info;
-        info.name = "Feature" + std::to_string(number);
-        FeatureProbe feature(info);
+        FeatureProbe feature(called("Feature" + std::to_string(number)));
         for (int type = 1; type < 30; ++type) {
             std::string name = "com.example.application." + std::to_string(type % 7);
             EXPECT_EQ(feature.updateToClassifierDataBase(name, 1, type), 1);
@@ -61,7 +58,7 @@ TEST(Threads, FeaturesDoNotDisturbEachOther) {
             EXPECT_EQ(feature.getAppWeight(name), 1);
         }
     });
-    EXPECT_EQ(Device::takeLog(), std::vector<std::string>{});
+    EXPECT_EQ(Device::takeLog(), Lines{});
 }
 
 TEST(Threads, PluginsRegisterAtOnce) {

@@ -25,7 +25,7 @@ struct Input {
         return values[number(4)];
     }
 
-    std::string type() { return std::vector<std::string>{"", " INTEGER", " TEXT", " BLOB"}[number(4)]; }
+    std::string type() { return Lines{"", " INTEGER", " TEXT", " BLOB"}[number(4)]; }
 };
 
 /// A database of another maker: columns and values of any type, in either encoding, perhaps with a column too many.
@@ -42,7 +42,7 @@ void makeForeign(Input& input, const std::filesystem::path& file, const std::str
     Sql(file).run(sql);
 }
 
-std::vector<std::string> otherRows(const Device& device) {
+Lines otherRows(const Device& device) {
     return Sql(device.file("Tessary.db"))
         .run("SELECT rowid, * FROM Tessary WHERE appName = 'org.other' ORDER BY rowid");
 }
@@ -65,11 +65,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         makeForeign(input, device.file("TessaryHeavyGame.db"), "HeavyGame");
         name = input.number(2) == 0 ? name : std::string(input.next, input.end);
     }
-    const auto before = isGarbage ? std::vector<std::string>{} : otherRows(device);
+    const auto before = isGarbage ? Lines{} : otherRows(device);
     {
-        FeatureInfo info;
-        info.name = "Tessary";
-        FeatureProbe feature(info);
+        FeatureProbe feature(called("Tessary"));
         feature.getAppType(name);
         feature.updateToClassifierDataBase(name, 1, 17);
         feature.updateWeightToTessary(name, 1);

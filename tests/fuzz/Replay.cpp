@@ -1,9 +1,7 @@
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <iterator>
-#include <string>
+
+#include "tests/support/Device.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
@@ -11,8 +9,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 int main(int /*count*/, char** arguments) {
     int files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(arguments[1])) {
-        std::ifstream stream(entry.path(), std::ios::binary);
-        const std::string input{std::istreambuf_iterator<char>(stream), {}};
+        const std::string input = contentOf(entry.path());
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
         ++files;
     }

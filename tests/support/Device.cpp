@@ -4,18 +4,14 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <functional>
-#include <map>
+#include <fstream>
+#include <iterator>
 #include <mutex>
 #include <regex>
-#include <stdexcept>
 #include <utility>
 
 #include <android/log.h>
-#include <cutils/properties.h>
-#include <perfd_client.h>
 
 namespace {
 
@@ -30,13 +26,6 @@ struct LogLine {
 std::mutex guard;
 std::array<LogLine, 512> lines;
 std::size_t logged = 0;
-std::map<std::string, std::string, std::less<>> properties;
-
-const char* valueOf(const char* key, const char* fallback) {
-    const std::lock_guard<std::mutex> lock(guard);
-    const auto found = properties.find(key);
-    return found == properties.end() ? fallback : found->second.c_str();
-}
 
 std::string render(const LogLine& line) {
     static const std::regex head(R"(^(\w+: ~?\w+\(\)) [1-9]\d*: )");
@@ -65,41 +54,14 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
     return 1;
 }
 
-extern "C" int8_t property_get_bool(const char* key, int8_t default_value) {
-    return static_cast<int8_t>(std::strcmp(valueOf(key, default_value != 0 ? "true" : ""), "true") == 0);
+std::string contentOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-extern "C" PropVal perf_get_prop(const char* key, const char* default_value) {
-    PropVal answer{};
-    std::snprintf(answer.value, sizeof(answer.value), "%s", valueOf(key, default_value));
-    return answer;
-}
-
-Device::Device() {
-    std::string pattern = std::filesystem::temp_directory_path() / "tessary-test-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) {
-        throw std::runtime_error("no temporary folder");
-    }
-    folder = pattern;
-    vfs.emplace(folder);
-    dropLog();
-    properties.clear();
-}
-
-Device::~Device() {
-    vfs.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-}
-
-void Device::setProperty(const std::string& key, const std::string& value) {
+Lines Device::takeLog() {
     const std::lock_guard<std::mutex> lock(guard);
-    properties[key] = value;
-}
-
-std::vector<std::string> Device::takeLog() {
-    const std::lock_guard<std::mutex> lock(guard);
-    std::vector<std::string> rendered(std::min(std::exchange(logged, 0), lines.size()));
+    Lines rendered(std::min(std::exchange(logged, 0), lines.size()));
     std::transform(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(rendered.size()), rendered.begin(),
                    render);
     return rendered;

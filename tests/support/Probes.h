@@ -13,6 +13,13 @@ struct StoreProbe : VelDatabase<T> {
     using VelDBDataTable<T>::cacheMutex;
 };
 
+/// A description that holds no more than the name.
+inline FeatureInfo called(const std::string& name) {
+    FeatureInfo info;
+    info.name = name;
+    return info;
+}
+
 struct FeatureProbe : TessaryFeature {
     using TessaryFeature::appDb;
     using TessaryFeature::heavyGameDb;

@@ -42,15 +42,12 @@ std::string printed(sqlite3_stmt* statement, int column) {
 } // namespace
 
 Sql::Sql(const std::filesystem::path& file) {
-    if (sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr) != SQLITE_OK) {
-        sqlite3_close(db);
-        throw std::runtime_error("cannot open " + file.string());
-    }
+    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr); // run() tells of a failure
     sqlite3_trace_v2(db, 0, nullptr, nullptr);
 }
 
-std::vector<std::string> Sql::run(const std::string& statements) {
-    std::vector<std::string> rows;
+Lines Sql::run(const std::string& statements) {
+    Lines rows;
     for (const char* rest = statements.c_str(); *rest != '\0';) {
         sqlite3_stmt* statement = nullptr;
         const int compiled = sqlite3_prepare_v2(db, rest, -1, &statement, &rest);

@@ -1,11 +1,9 @@
 #ifndef TESTS_SUPPORT_SQL_H
 #define TESTS_SUPPORT_SQL_H
 
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include <sqlite3.h>
+
+#include "tests/support/Device.h"
 
 /// A second connection to a database file, created when missing.
 class Sql {
@@ -16,12 +14,10 @@ public:
 
     /// Runs statements and returns the rows they answer, columns joined by commas: 5, 'text as it is', X'0AFF', NULL.
     /// Throws std::runtime_error with SQLite's message.
-    std::vector<std::string> run(const std::string& statements);
+    Lines run(const std::string& statements);
 
     /// The whole table, with the row ids before the columns.
-    std::vector<std::string> table(const std::string& name) {
-        return run("SELECT rowid, * FROM " + name + " ORDER BY rowid");
-    }
+    Lines table(const std::string& name) { return run("SELECT rowid, * FROM " + name + " ORDER BY rowid"); }
 
 private:
     sqlite3* db = nullptr;

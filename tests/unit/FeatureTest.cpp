@@ -3,6 +3,7 @@
 #include <random>
 #include <sstream>
 
+#include <cutils/properties.h>
 #include <gtest/gtest.h>
 
 #include "tests/support/Device.h"
@@ -11,7 +12,6 @@
 
 namespace {
 
-using Lines = std::vector<std::string>;
 using namespace std::string_literals;
 
 const std::string noEntry = "() #: No entry found for the app in classifier, cannot updateinfo";
@@ -42,36 +42,32 @@ protected:
     void SetUp() override { start("Tessary"); }
     void TearDown() override { EXPECT_EQ(device.takeLog(), Lines{}) << "no line that the test did not expect"; }
     void start(const std::string& name) {
-        FeatureInfo info;
-        info.name = name;
         feature.reset();
-        feature = std::make_unique<FeatureProbe>(info);
+        feature = std::make_unique<FeatureProbe>(called(name));
     }
     int call(Call operation, std::string name, const Values& values) { return operation(*feature, name, values); }
 
     /// Starts again on new files: "a 5 1 b 6 0 | a 1000 0 0" has two classifications and the peaks of one application,
-    /// "! |" no classifier database.
+    /// "! |" leaves the feature without its classifier database.
     void store(const std::string& state) {
         feature.reset();
         std::filesystem::remove_all(device.file());
-        const bool missing[] = {state.front() == '!', state.back() == '!'};
-        std::filesystem::create_directories(device.file(missing[0] ? files[0] : ""));
-        std::filesystem::create_directories(device.file(missing[1] ? files[1] : ""));
+        std::filesystem::create_directory(device.file());
         start("Tessary");
         std::istringstream words(state);
         for (std::size_t table = 0; table < 2; ++table) {
             std::string statements = "SELECT ('";
             for (std::string word; words >> word && word != "|";) {
-                if (char digits[9]; std::isdigit(word.back()) != 0) { // as the bytes of a little-endian integer
+                if (word == "!") {
+                    table == 0 ? feature->appDb.reset() : feature->heavyGameDb.reset();
+                } else if (char digits[9]; std::isdigit(word.back()) != 0) { // as the bytes of a little-endian integer
                     std::snprintf(digits, sizeof(digits), "%08X", __builtin_bswap32(static_cast<unsigned>(stol(word))));
                     statements += digits;
                 } else {
                     statements += "'); INSERT INTO "s + tables[table] + "(appName, blob) VALUES ('" + word + "', X'";
                 }
             }
-            if (!missing[table]) {
-                Sql(device.file(files[table])).run(statements + "')");
-            }
+            Sql(device.file(files[table])).run(statements + "')");
         }
     }
     /// What both tables hold, in the same form, by name and with a blank at the end.
@@ -79,10 +75,6 @@ protected:
         std::string state;
         for (std::size_t table = 0; table < 2; ++table) {
             state += table == 0 ? "" : "| ";
-            if (std::filesystem::is_directory(device.file(files[table]))) {
-                state += "! ";
-                continue;
-            }
             const std::string select = "SELECT appName, intcol1, rsvdName, blob FROM "s + tables[table];
             for (const std::string& row : Sql(device.file(files[table])).run(select + " ORDER BY appName, rowid")) {
                 std::size_t digits = row.rfind("',NULL,NULL,X'");
@@ -110,7 +102,6 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"b 1 1 |", classify, {3, 17}, 1, "a 17 0 b 1 1 |", {}},
         {"a 5 7 | a 1 2 3", classify, {255, 9}, 1, "a 9 7 | a 1 2 3", {}},
         {"a 5 7 a 6 0 b 1 1 | a 1 2 3", classify, {1, 9}, 0, "b 1 1 | a 1 2 3", {}},
-        {"b 1 1 | b 1 2 3", classify, {0, 9}, 1, "b 1 1 | b 1 2 3", {}},
         {"a 5 7 a 6 0 b 1 1 | a 1 2 3 a 4 5 6 b 1 2 3", classify, {0, 9}, 1, "b 1 1 | b 1 2 3", {}},
         {"b 1 1 |", weigh, {5}, 0, "b 1 1 |", weightRefused},
         {"a 5 7 a 6 0 |", weigh, {5}, 0, "a 5 7 a 6 0 |", weightRefused},
@@ -118,22 +109,20 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"b 1 1 | a 1 2 3", report, {1000, 0, 0}, 0, "b 1 1 | a 1 2 3", reportRefused},
         {"a 5 7 a 6 0 |", report, {1000, 0, 0}, 0, "a 5 7 a 6 0 |", reportRefused},
         {"a 5 7 | b 9 9 9", report, {1000, 0, 0}, 1, "a 5 1 | a 1000 0 0 b 9 9 9", {}},
-        {"a 5 7 |", report, {-5, -6, -7, 9999}, 1, "a 5 0 | a -5 -6 -7", {}},
-        {"a 5 1 | a 1000 0 0", report, {0, 50, 0}, 1, "a 5 1 | a 1000 50 0", {}},
         {"a 5 0 | a 100 100 100", tell, {400, 500, 300}, 0, "a 5 1 | a 400 500 300", {}},
         {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
         {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
-        {"|", trigger, {4164, -0xEDCBAA, 0}, 0, "a 1193046 0 |", {}}, // 0xFF123456
         {"a 5 7 |", trigger, {4166, 7, 1}, 0, "a 5 7 |", {}},
         {"a 5 7 a 5 8 |", query, {2}, 5, "a 5 7 a 5 8 |", {}},
-        {"a 5 7 | !", classify, {0, 9}, 1, "| !", {}},
-        {"a 5 7 | !", weigh, {5}, 1, "a 5 5 | !", {}},
-        {"a 5 7 | !", report, {1}, 0, "a 5 7 | !", noDatabase("updateWeightToClassifier")},
-        {"! | a 1 2 3", classify, {0, 9}, 0, "! | a 1 2 3", noDatabase("updateToClassifierDataBase")},
-        {"! | a 1 2 3", weigh, {5}, 0, "! | a 1 2 3", noDatabase("updateWeightToTessary")},
-        {"! | a 1 2 3", tell, {5, 6, 7}, 0, "! | a 1 2 3", noDatabase("updateWeightToClassifier")},
-        {"! | a 1 2 3", trigger, {4166, 0, 0}, 0, "! | a 1 2 3", noDatabase("runAsync")},
-        {"! | a 1 2 3", query, {0}, 0, "! | a 1 2 3", {}},
+        {"a 5 7 | !", classify, {0, 9}, 1, "|", {}},
+        {"a 5 7 | !", weigh, {5}, 1, "a 5 5 |", {}},
+        {"a 5 7 | !", report, {1}, 0, "a 5 7 |", noDatabase("updateWeightToClassifier")},
+        {"a 5 7 | !", trigger, {4165, 0, 2}, 0, "a 5 2 |", {}},
+        {"! | a 1 2 3", classify, {0, 9}, 0, "| a 1 2 3", noDatabase("updateToClassifierDataBase")},
+        {"! | a 1 2 3", weigh, {5}, 0, "| a 1 2 3", noDatabase("updateWeightToTessary")},
+        {"! | a 1 2 3", tell, {5, 6, 7}, 0, "| a 1 2 3", noDatabase("updateWeightToClassifier")},
+        {"! | a 1 2 3", trigger, {4166, 0, 0}, 0, "| a 1 2 3", noDatabase("runAsync")},
+        {"! | a 1 2 3", query, {0}, 0, "| a 1 2 3", {}},
     };
     for (const auto& [before, operation, values, result, after, log] : outcomes) {
         store(before);
@@ -145,55 +134,50 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
 }
 
 TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpen) {
-    store("! | !");
+    start("no/Tessary");
     EXPECT_TRUE(feature->appDb == nullptr && feature->heavyGameDb == nullptr);
-    const std::string open = "E VELDB: openVeldb() #: ERROR:Db=/data/vendor/vel/";
+    const std::string open = "E VELDB: openVeldb() #: ERROR:Db=/data/vendor/vel/no/";
     const std::string failed = "() #: Error in DB initialization - createFeatureInputDb  -1";
     EXPECT_EQ(device.takeLog(),
               (Lines{open + "Tessary.db sql open failed, err=14\n", "E Tessary: createFeatureInputDb" + failed,
                      open + "TessaryHeavyGame.db sql open failed, err=14\n", "E Tessary: createHeavyGameDb" + failed}));
-    std::filesystem::remove(device.file(files[0]));
+    std::filesystem::create_directory(device.file("no"));
     feature->createFeatureInputDb();
     EXPECT_EQ(call(classify, "a", {1, 9}), 1) << "tried again";
 }
 
 TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
     for (const std::string value : {"true", "True", "TRUE", "1", "", "false", "true "}) {
-        device.setProperty(heavyGame, value);
-        device.setProperty("vendor.debug.trace.perf", value);
+        property_set(heavyGame, value.c_str());
+        property_set("vendor.debug.trace.perf", value.c_str());
         start("Tessary");
-        EXPECT_EQ(feature->tracePerf, value == "true");
-        device.setProperty(heavyGame, "true");
+        EXPECT_EQ(feature->tracePerf, value == "true" || value == "1");
+        property_set(heavyGame, "true");
         call(classify, "a", {1, 5});
         call(weigh, "a", {7});
         call(trigger, "a", {4165, 0, 250});
         EXPECT_EQ(call(query, "a", {1}), value == "true" ? 7 : 250) << value;
     }
+    property_set(heavyGame, ""); // the process may go on with another test
 }
 
+int deletions = 0;
 struct Owned : FeatureOwnedObject {
-    explicit Owned(int& counter) : deletions(counter) {}
     ~Owned() override { ++deletions; }
-    int& deletions;
 };
 
 TEST_F(FeatureTest, WritesItsQueueAndClosesWhenDeleted) {
-    int deletions = 0;
-    for (const std::string name : {"", "X"}) {
-        start(name);
-        feature->ownedObjectA = new Owned(deletions);
-        feature->ownedObjectB = new Owned(deletions);
-        auto queued = feature->appDb->getRow(1);
-        queued[0]->appName = "queued";
-        feature->appDb->cacheRow(queued);
-        const std::unique_ptr<Feature> handed = std::move(feature);
-    }
-    EXPECT_EQ(deletions, 4);
-    for (const std::string name : {"", "X"}) {
-        EXPECT_FALSE(std::filesystem::exists(device.file(name + ".db-wal"))) << "closed";
-        EXPECT_EQ(Sql(device.file(name + ".db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
-        EXPECT_EQ(Sql(device.file(name + "HeavyGame.db")).table("HeavyGame"), Lines{});
-    }
+    start("");
+    feature->ownedObjectA = new Owned;
+    feature->ownedObjectB = new Owned;
+    auto queued = feature->appDb->getRow(1);
+    queued[0]->appName = "queued";
+    feature->appDb->cacheRow(queued);
+    std::unique_ptr<Feature>(std::move(feature)).reset();
+    EXPECT_EQ(deletions, 2);
+    EXPECT_FALSE(std::filesystem::exists(device.file(".db-wal"))) << "closed";
+    EXPECT_EQ(Sql(device.file(".db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
+    EXPECT_EQ(Sql(device.file("HeavyGame.db")).table("HeavyGame"), Lines{});
 }
 
 struct Application {
@@ -255,7 +239,7 @@ TEST_F(AgainstAModel, RandomCallsLeaveTheSameRowsWhateverTheNames) {
             SCOPED_TRACE("seed " + std::to_string(seed) + ", call " + std::to_string(count));
             if (count % 40 == 0) {
                 weightsIgnored = random() % 2 == 0;
-                device.setProperty(heavyGame, weightsIgnored ? "true" : "false");
+                property_set(heavyGame, weightsIgnored ? "true" : "false");
                 start("Tessary");
             }
             const std::string& name = names[random() % names.size()];
