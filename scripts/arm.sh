@@ -9,7 +9,7 @@ need_packages "${build_packages[@]}" g++-arm-linux-gnueabihf qemu-user sqlite3
 # Debian's ARM packages, unpacked into build/arm-root. The indices are fetched into a folder of the build tree, so that
 # this machine's own list of architectures stays as it is.
 unpack_arm_packages() {
-  local packages=(libsqlite3-0:armhf libsqlite3-dev:armhf libgtest-dev:armhf libgmock-dev:armhf
+  local packages=(libsqlite3-0:armhf libsqlite3-dev:armhf libgtest-dev:armhf
     libcli11-dev nlohmann-json3-dev)
   local apt=build/arm-apt
   rm -rf "$apt" build/arm-root
@@ -18,7 +18,7 @@ unpack_arm_packages() {
     -o "Dir::State::Lists=$PWD/$apt/lists" -o "Dir::Cache=$PWD/$apt/cache")
   apt-get "${options[@]}" update >"$apt/log" 2>&1 || true # a stale index of one suite is not fatal
   (cd "$apt/packages" && apt-get "${options[@]}" download "${packages[@]}") >>"$apt/log" 2>&1 ||
-    fail "could not fetch the ARM packages: ${packages[*]}"
+    fail "could not fetch the ARM packages: ${packages[*]} (apt's reason is in $apt/log)"
   local package
   for package in "$apt"/packages/*.deb; do
     dpkg -x "$package" "$apt/root"

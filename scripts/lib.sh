@@ -1,7 +1,7 @@
 # Shared by the scripts of this folder; sourced, not run.
 
 set -euo pipefail
-project_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+project_root=$(CDPATH='' cd -- "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # Ends the script with one line on standard error.
 fail() {
@@ -16,7 +16,8 @@ apt_get() {
     command -v sudo >/dev/null 2>&1 || fail "needs root or sudo to install packages"
     as_root=(sudo)
   fi
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq "$@"
+  # A fresh machine may be installing something by itself: waited for.
+  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
 }
 
 # need_packages PACKAGE...: installs the Debian packages that are missing; elsewhere names them and stops.
@@ -42,7 +43,7 @@ build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3
 # What the benchmarks need on top.
 bench_packages=(libbenchmark-dev libsqlitecpp-dev valgrind python3)
 
-# build_preset PRESET [TARGET...]: configures (once) and builds one of CMakePresets.json's variants in build/PRESET.
+# build_preset PRESET [TARGET...]: configures and builds one of CMakePresets.json's variants in build/PRESET.
 build_preset() {
   local preset=$1
   shift
@@ -60,4 +61,10 @@ run_tests() {
   ctest --test-dir "$project_root/build/$preset" --output-on-failure --parallel "$(nproc)" "$@"
 }
 
+# One script at a time in this tree: two would write the same files. Those that a script calls belong to it.
 mkdir -p "$project_root/build"
+if [ -z "${TESSARY_LOCKED:-}" ]; then
+  exec 9>"$project_root/build/lock"
+  flock -n 9 || { echo "Waiting for another script in this tree." >&2; flock 9; }
+  export TESSARY_LOCKED=1
+fi

@@ -6,16 +6,19 @@
 need_packages clang-format clang-tidy clang-tools
 cd "$project_root"
 
-git ls-files -z '*.h' '*.cpp' | xargs -0 clang-format --dry-run --Werror
+folders=(feature host rowstore platform workstation tests bench)
+find "${folders[@]}" \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format --dry-run --Werror
 echo "Format: clean."
 
 # tidy VARIANT PATTERN: checks the sources that match, each with the compile command it has in a variant that was built.
 tidy() {
-  run-clang-tidy -quiet -p "build/$1" -j "$(nproc)" "$project_root/$2" >"build/tidy-$1.log" 2>&1 || {
-    sed 's/\x1b\[[0-9;]*m//g' "build/tidy-$1.log" | grep -E 'error:|warning:' | sort -u >&2
+  [ -f "build/$1/compile_commands.json" ] || fail "build the variant '$1' first"
+  run-clang-tidy -quiet -p "build/$1" -j "$(nproc)" "$2" >"build/tidy-$1.log" 2>&1 || {
+    sed 's/\x1b\[[0-9;]*m//g' "build/tidy-$1.log" | grep -E 'error:|warning:' | sort -u >&2 || true
     fail "clang-tidy has something to say; all of it is in build/tidy-$1.log"
   }
+  grep -q '^clang-tidy' "build/tidy-$1.log" || fail "clang-tidy was given no source of '$2'"
 }
-tidy test '(feature|rowstore|workstation|tests)/'
-tidy bench 'bench/'
+tidy test '/(feature|rowstore|workstation|tests)/[^ ]*\.cpp$'
+tidy bench '/bench/[^/]*\.cpp$'
 echo "clang-tidy: clean."

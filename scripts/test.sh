@@ -2,6 +2,6 @@
 # Builds everything and runs all tests. Arguments go to ctest, for instance: scripts/test.sh -R FeatureTest
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-need_packages "${build_packages[@]}" libgtest-dev libgmock-dev
+need_packages "${build_packages[@]}" libgtest-dev
 build_preset test
 run_tests test "$@"
