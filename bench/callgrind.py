@@ -4,6 +4,7 @@ import collections
 import json
 import pathlib
 import subprocess
+import sys
 import tempfile
 
 SQLITE = "libsqlite3.so"
@@ -12,8 +13,16 @@ UNKNOWN = "???"  # the linkage stubs by which SQLite calls itself
 
 def run(tool, subject, *arguments, under=()):
     """Returns what the tool prints for each job."""
-    done = subprocess.run([*under, tool, subject, *arguments], check=True, stdout=subprocess.PIPE, text=True)
-    return [json.loads(line) for line in done.stdout.splitlines()]
+    return [json.loads(line) for line in output_of([*under, tool, subject, *arguments]).splitlines()]
+
+
+def output_of(command, **options):
+    """Runs it and returns what it printed. A call that fails is only logged, and would be measured as one that works:
+    so a line in the log ends the program."""
+    done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True, **options)
+    if done.returncode != 0 or "ANDR-PERF-VEL" in done.stderr:
+        sys.exit(f"{command[0]} failed:\n{done.stderr[-2000:]}")
+    return done.stdout
 
 
 def read_profile(path):

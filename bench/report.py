@@ -22,10 +22,9 @@ LONG_RUN = 2000  # calls: enough for several checkpoints of the write-ahead log
 def time_once(tool, directory, *options):
     """Returns {(job, layer): microseconds}, each layer timed right after the one before it."""
     command = [tool, "--benchmark_format=json", *options]
-    done = subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                          env={**os.environ, "TMPDIR": directory})
+    printed = callgrind.output_of(command, env={**os.environ, "TMPDIR": directory})
     times = {}
-    for result in json.loads(done.stdout)["benchmarks"]:
+    for result in json.loads(printed)["benchmarks"]:
         if result.get("error_occurred"):
             sys.exit(f'{result["name"]}: {result["error_message"]}')
         job, layer = result["name"].removesuffix("/manual_time").rsplit(" ", 1)
