@@ -57,6 +57,7 @@ void addCommonOptions(CLI::App& command, DumpOptions& options) {
             "--format",
             [&options](const std::string& word) { options.format = word == "json" ? Format::json : Format::text; },
             "text (default) or json")
+        // Without a description of its own: the option's names the words.
         ->check(CLI::IsMember({"text", "json"}).description(""))
         ->type_name("FORMAT");
 }

@@ -16,6 +16,7 @@ enum class Read { line, end, tooLong, failed };
 Read readLine(std::FILE* source, std::string& text) {
     text.clear();
     int byte = 0;
+    // Nobody else reads the stream, and a lock a byte would be most of the work.
     while ((byte = getc_unlocked(source)) != EOF && byte != '\n') {
         // A bound, or a file without line ends would be read into memory whole.
         if (text.size() == ScriptFile::longestLine) {

@@ -10,7 +10,7 @@ namespace velhost {
 
 namespace {
 
-// How long a writer in another process is waited for.
+// How long a writer in another process, such as a second replay into the same files, is waited for.
 constexpr int busyMilliseconds = 2000;
 
 /// The order of std::string: by bytes of UTF-8, whatever the encoding of the file.
