@@ -13,7 +13,8 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// The two triggers that the feature acts on, as a host knows them: from the contract and not from its sources. The classification trigger packs its two numbers into one word.
+// The two triggers that the feature acts on, as a host knows them: from the contract and not from its sources. The
+// classification trigger packs its two numbers into one word.
 constexpr std::uint32_t classificationTrigger = 4164;
 constexpr std::uint32_t weightTrigger = 4165;
 constexpr std::uint32_t largestType = 0xFFFFFF;
