@@ -80,6 +80,17 @@ TEST(Caught, ExceptionsStayInTheStoreAndAreNamed) {
     }
 }
 
+TEST(Caught, RegistrationWithoutAMapIsLogged) {
+    const Device device;
+    auto* kept = std::exchange(RegistryBase<Feature, FeatureInfo>::classList, nullptr);
+    Fuse::arm(CPP_NEW, SQLITE_NOMEM, 0, true);
+    const Registry<Feature, FeatureInfo, TessaryFeature> lost("N");
+    Fuse::disarm();
+    EXPECT_EQ(std::exchange(RegistryBase<Feature, FeatureInfo>::classList, kept), nullptr);
+    EXPECT_EQ(Device::takeLog(),
+              Lines{"E FeatureRegistry: Registry() #: getMap() returned nullptr, Class N not registered"});
+}
+
 TEST(Caught, FailuresToFinalizeAreLoggedAndAnswered) {
     const Device device;
     Store store(0, "", "T");

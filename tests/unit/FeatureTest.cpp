@@ -113,7 +113,8 @@ TEST_F(FeatureTest, EachCallHasThisOutcome) {
         {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
         {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
         {"a 5 7 |", trigger, {4166, 7, 1}, 0, "a 5 7 |", {}},
-        {"a 5 7 a 5 8 |", query, {2}, 5, "a 5 7 a 5 8 |", {}},
+        {"a 5 7 a 6 8 |", query, {2}, 5, "a 5 7 a 6 8 |", {}},
+        {"a 5 7 |", report, {1000, 0}, 0, "a 5 7 |", {}},
         {"a 5 7 | !", classify, {0, 9}, 1, "|", {}},
         {"a 5 7 | !", weigh, {5}, 1, "a 5 5 |", {}},
         {"a 5 7 | !", report, {1}, 0, "a 5 7 |", noDatabase("updateWeightToClassifier")},
@@ -161,20 +162,37 @@ TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
     property_set(heavyGame, ""); // the process may go on with another test
 }
 
-int deletions = 0;
+TEST_F(FeatureTest, ReportsWritePeaksFirstAndRemovalsDeleteThemLast) {
+    store("a 5 7 | a 1 2 3");
+    for (const auto& [operation, first, second] : {std::tuple(report, "UPDATE HeavyGame", "UPDATE Tessary"),
+                                                   {classify, "DELETE FROM Tessary", "DELETE FROM HeavyGame"}}) {
+        trace.take();
+        call(operation, "a", {0, 500, 900});
+        const std::string statements = trace.take();
+        EXPECT_LT(statements.find(first), statements.find(second));
+        EXPECT_NE(statements.find(second), std::string::npos);
+    }
+}
+
+std::string deletions;
 struct Owned : FeatureOwnedObject {
-    ~Owned() override { ++deletions; }
+    Owned(const Device& on, const char* called) : device(on), name(called) {}
+    ~Owned() override {
+        deletions += name + std::string(std::filesystem::exists(device.file(".db-wal")) ? " open " : "");
+    }
+    const Device& device;
+    const char* name;
 };
 
 TEST_F(FeatureTest, WritesItsQueueAndClosesWhenDeleted) {
     start("");
-    feature->ownedObjectA = new Owned;
-    feature->ownedObjectB = new Owned;
+    feature->ownedObjectA = new Owned(device, "A");
+    feature->ownedObjectB = new Owned(device, "B");
     auto queued = feature->appDb->getRow(1);
     queued[0]->appName = "queued";
     feature->appDb->cacheRow(queued);
     std::unique_ptr<Feature>(std::move(feature)).reset();
-    EXPECT_EQ(deletions, 2);
+    EXPECT_EQ(deletions, "A open B open ");
     EXPECT_FALSE(std::filesystem::exists(device.file(".db-wal"))) << "closed";
     EXPECT_EQ(Sql(device.file(".db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
     EXPECT_EQ(Sql(device.file("HeavyGame.db")).table("HeavyGame"), Lines{});

@@ -52,6 +52,7 @@ TEST(LoadedPlugin, IsFoundDrivenAndDeleted) {
     FeatureInfo info;
     info.name = "X";
     const std::unique_ptr<Feature> feature(factory(info));
+    EXPECT_EQ(feature->name + std::to_string(feature->handle), "X-1");
     std::string name = "a";
     featureData data;
     feature->runAsync({4164, 0x01000011, name, 0});
