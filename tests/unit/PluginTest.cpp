@@ -51,7 +51,9 @@ TEST(LoadedPlugin, IsFoundDrivenAndDeleted) {
     EXPECT_EQ(Shared::classList->at("Tessary"), factory);
     FeatureInfo info;
     info.name = "X";
+    info.meters.emplace_back().asyncInfoSet = {{true, 1, 2}, {false, 1, 2}, {true, 1, 2}};
     const std::unique_ptr<Feature> feature(factory(info));
+    EXPECT_EQ(feature->info.meters.at(0).asyncInfoSet.size(), 2U);
     EXPECT_EQ(feature->name + std::to_string(feature->handle), "X-1");
     std::string name = "a";
     featureData data;
