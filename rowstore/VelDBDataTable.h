@@ -13,85 +13,67 @@
 #include "rowstore/VelDBLog.h"
 #include "rowstore/VelDBTypes.h"
 
-/// One table of a store: names it, makes its rows, and queues the rows that wait for the next write-back.
+/// One table of a store: its name, new rows for it, and the queue of rows that wait for the next write-back.
 ///
 /// A vector of rows owns them. Its holder hands each row back exactly once: to `cacheRow` or
-/// VelDatabase::writeDeallocateDR (to be written), to VelDatabase::deleteDeallocateDR (to be deleted), or to `freeRow`.
-/// Each of them empties the vector. A vector belongs to one thread.
+/// VelDatabase::writeDeallocateDR to write it, to VelDatabase::deleteDeallocateDR to delete it, or to `freeRow`.
+/// Each of them empties the vector.
 ///
-/// `cacheMutex` guards `cacheList` and nothing else. It is held while one row enters or leaves the queue, and by the
-/// destructor while it frees what is left; never across an SQLite call, and no other lock is taken under it.
+/// Any thread may call the public operations, each with a vector of its own.
 template <typename T>
 class VelDBDataTable {
 public:
-    /// A row of this table, always on the heap, and the form in which rows are handed over.
     using rowT = VelDBDataRow<T>;
     using vecT = std::vector<rowT*>;
 
     /// Copies `name`, which must be a plain SQL identifier. Throws std::bad_alloc.
     explicit VelDBDataTable(const std::string& name) : tableName(name) {}
 
-    /// Frees the rows that are still queued, unwritten, and logs their number if there are any. No other thread may
-    /// still use the table.
+    /// Frees the rows that are still queued and logs how many were lost. No other thread may still use the table.
     ~VelDBDataTable();
 
     VelDBDataTable(const VelDBDataTable&) = delete;
     VelDBDataTable& operator=(const VelDBDataTable&) = delete;
 
-    /// Returns `count` new rows without values, owned by the caller; above VELDB_MAX_GET_ROWS that many, with a
-    /// warning. When memory runs out on the way, this is logged and the rows made so far are returned, possibly none:
-    /// fewer than asked for are the caller's all the same.
-    /// Throws std::bad_alloc, having made no row, when there is no memory for the vector itself. Any thread may call
-    /// it.
+    /// Returns `count` new rows without values, owned by the caller. Returns VELDB_MAX_GET_ROWS rows and logs a warning
+    /// when `count` is above that. When out of memory, logs it and returns the rows made so far, possibly none.
+    /// Throws std::bad_alloc, with no row made, when the vector cannot be allocated.
     vecT getRow(unsigned int count);
 
-    /// Moves every row of `rows` to the back of the write queue; nothing reaches the disk before the next write-back.
-    /// Returns the number of entries that `rows` held, null entries included; `rows` is empty afterwards.
-    /// Throws std::bad_alloc when the queue cannot grow: each row is then in the queue, its entry in `rows` null, or
-    /// still in `rows`; never in both. Any thread may call it, also while another writes back; `rows` itself is the
-    /// caller's alone.
+    /// Moves every row of `rows` to the back of the write queue. Nothing reaches the disk before the next write-back.
+    /// Returns the number of entries in `rows`, null entries included, and empties it.
+    /// Throws std::bad_alloc when the queue cannot grow. The rows that were queued are then null in `rows`; the others
+    /// stay the caller's.
     int cacheRow(vecT& rows);
 
-    /// Frees every row of `rows` unwritten. Returns the number of entries that `rows` held, null entries included;
-    /// `rows` is empty afterwards. Never throws. Any thread may call it.
+    /// Frees every row of `rows` unwritten. Returns the number of entries, null entries included, and empties `rows`.
     int freeRow(vecT& rows);
 
 protected:
-    /// An owning queue: rows that leave it unwritten are freed.
-    using listT = std::list<std::unique_ptr<rowT>>;
+    /// Returns a new row, owned by the caller, or null when out of memory. Logs that as `getRow`, with the number of
+    /// rows `allocated` before it.
+    std::unique_ptr<rowT> newRow(std::size_t allocated);
 
-    /// Returns one new row, the caller's, or null when memory ran out, which is logged as of getRow with the number of
-    /// rows that it had `allocated` before.
-    rowT* newRow(std::size_t allocated) {
-        rowT* row = new (std::nothrow) rowT;
-        if (row == nullptr) {
-            VelDBLog("getRow", tableName.c_str()).noMemory(allocated);
-        }
-        return row;
-    }
+    /// Removes the oldest row from the queue and hands it to the caller; null when the queue is empty.
+    std::unique_ptr<rowT> takeOldest();
 
-    /// Moves the oldest queued row to the back of `taken`. Returns false when the queue is empty. Needs no memory.
-    bool takeOldest(listT& taken);
-
-    /// The write queue, oldest row first.
-    listT cacheList;
-    /// Not recursive; guards `cacheList` alone.
+    /// The write queue, oldest row first. Owns its rows.
+    std::list<rowT*> cacheList;
+    /// Guards `cacheList`. Held for one row at a time, never across an SQLite call; no other lock is taken under it.
     std::mutex cacheMutex;
-    /// No operation reads or changes it.
+    /// Unused. Part of the layout that the host knows.
     bool spareFlag = false;
-    /// Pasted into the statements as it stands, and printed as "Dbt=" in log lines.
+    /// Pasted into the statements as it is; "Dbt=" in log lines.
     std::string tableName;
 };
 
 template <typename T>
 VelDBDataTable<T>::~VelDBDataTable() {
-    if (cacheList.empty()) {
-        return;
+    if (!cacheList.empty()) {
+        VelDBLog("~VelDBDataTable", tableName.c_str()).rowsLost(cacheList.size());
     }
-    VelDBLog("~VelDBDataTable", tableName.c_str()).unwritten(cacheList.size());
-    // Nobody can contend for it any more; it keeps the rule that the queue changes under its lock alone.
-    const std::lock_guard<std::mutex> lock(cacheMutex);
-    cacheList.clear();
+    while (takeOldest() != nullptr) {
+    }
 }
 
 template <typename T>
@@ -99,13 +81,12 @@ typename VelDBDataTable<T>::vecT VelDBDataTable<T>::getRow(unsigned int count) {
     std::size_t wanted = count;
     if (wanted > VELDB_MAX_GET_ROWS) {
         wanted = VELDB_MAX_GET_ROWS;
-        VelDBLog("getRow", tableName.c_str()).restricted(wanted);
+        VelDBLog("getRow", tableName.c_str()).countLowered(wanted);
     }
-    // All of the vector's memory first: after that nothing can throw and leave rows behind.
     vecT rows;
-    rows.reserve(wanted);
+    rows.reserve(wanted); // the only step that throws: no row exists yet
     while (rows.size() < wanted) {
-        rowT* row = newRow(rows.size());
+        rowT* row = newRow(rows.size()).release();
         if (row == nullptr) {
             break;
         }
@@ -120,8 +101,8 @@ int VelDBDataTable<T>::cacheRow(vecT& rows) {
     for (rowT*& row : rows) {
         if (row != nullptr) {
             const std::lock_guard<std::mutex> lock(cacheMutex);
-            cacheList.emplace_back(row);
-            row = nullptr; // the queue owns it, also if a later row finds no room
+            cacheList.push_back(row);
+            row = nullptr; // the queue owns it, even if a later row does not fit
         }
     }
     rows.clear();
@@ -139,13 +120,23 @@ int VelDBDataTable<T>::freeRow(vecT& rows) {
 }
 
 template <typename T>
-bool VelDBDataTable<T>::takeOldest(listT& taken) {
+std::unique_ptr<VelDBDataRow<T>> VelDBDataTable<T>::newRow(std::size_t allocated) {
+    std::unique_ptr<rowT> row(new (std::nothrow) rowT);
+    if (row == nullptr) {
+        VelDBLog("getRow", tableName.c_str()).outOfMemory(allocated);
+    }
+    return row;
+}
+
+template <typename T>
+std::unique_ptr<VelDBDataRow<T>> VelDBDataTable<T>::takeOldest() {
     const std::lock_guard<std::mutex> lock(cacheMutex);
     if (cacheList.empty()) {
-        return false;
+        return nullptr;
     }
-    taken.splice(taken.end(), cacheList, cacheList.begin());
-    return true;
+    std::unique_ptr<rowT> oldest(cacheList.front());
+    cacheList.pop_front();
+    return oldest;
 }
 
 #endif

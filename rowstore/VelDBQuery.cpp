@@ -4,10 +4,12 @@
 #include <cstddef>
 #include <string_view>
 
+#include "rowstore/VelDBLog.h"
+
 namespace {
 
-// A read asks for "*", so the order of these columns is that of ReadColumn. Row values, which update and select use,
-// need SQLite 3.15.
+// A read asks for "*", so ReadColumn follows the order of these columns. The row values of update and select need
+// SQLite 3.15.
 constexpr std::string_view schema = "(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)";
 constexpr std::string_view insertColumns = "(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)";
 constexpr std::string_view updateVerb = "UPDATE ";
@@ -19,9 +21,9 @@ constexpr std::string_view orderColumns[] = {"", "appName", "rsvdName", "intcol1
 constexpr std::string_view orderWords[] = {"", "ASC", "DESC"};
 
 /// "WHERE (appName,rsvdName,intcol1) = ('','',-2147483648) " without the two values, rounded up.
-constexpr std::size_t clauseRoom = 64;
+constexpr std::size_t clauseFrame = 64;
 /// " ORDER BY rsvdName DESC", rounded up.
-constexpr std::size_t orderRoom = 32;
+constexpr std::size_t orderCapacity = 32;
 
 void compose(std::string& query, std::string_view verb, const std::string& tableName, std::string_view rest) {
     query.clear();
@@ -31,7 +33,7 @@ void compose(std::string& query, std::string_view verb, const std::string& table
 
 /// The most bytes that the clause of `key` can take: every quote in a value is doubled.
 std::size_t clauseCapacity(const VelDBDataRowKey& key) {
-    return clauseRoom + 2 * (key.appName.size() + key.rsvdName.size());
+    return clauseFrame + 2 * (key.appName.size() + key.rsvdName.size());
 }
 
 /// Every quote is doubled, so that no value can end its own literal.
@@ -45,7 +47,7 @@ void appendQuoted(const std::string& value, std::string& query) {
     query.append(value, copied).append(1, '\'');
 }
 
-/// Into a buffer of its own: a temporary string could need memory.
+/// Not std::to_string, which may allocate.
 void appendNumber(int value, std::string& query) {
     char digits[16];
     const std::to_chars_result end = std::to_chars(digits, digits + sizeof(digits), value);
@@ -103,6 +105,15 @@ void appendValues(const VelDBDataRowKey& key, std::string& query) {
     }
 }
 
+void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query) {
+    // Both index tables, and a caller can cast any number to an enumeration.
+    const bool known =
+        col > veldbOrderByNone && col <= veldbOrderByIntcol1 && dir >= veldbDirNone && dir <= veldbDirDesc;
+    if (known) {
+        query.append(orderBy).append(orderColumns[col]).append(1, ' ').append(orderWords[dir]);
+    }
+}
+
 } // namespace
 
 std::string composeCreate(const std::string& tableName) {
@@ -124,30 +135,32 @@ void composeDelete(const std::string& tableName, std::string& query) {
     compose(query, "DELETE FROM ", tableName, deleteSelection);
 }
 
-std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key) {
+std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key, veldbOrderByCol col,
+                        veldbOrderByDir dir) {
     std::string query;
-    query.reserve(readPrefix.size() + tableName.size() + 1 + clauseCapacity(key) + orderRoom);
+    // The memory of the whole query first: the clause cannot fail halfway.
+    query.reserve(readPrefix.size() + tableName.size() + 1 + clauseCapacity(key) + orderCapacity);
     query.append(readPrefix).append(tableName).append(1, ' ');
+    if (!build_query_for_where_clause(key, query)) {
+        return {}; // without its clause the query would select every application's rows
+    }
+    appendOrderBy(col, dir, query);
     return query;
 }
 
-void appendWhereClause(const VelDBDataRowKey& key, std::string& query) {
-    if (selectsAll(key)) {
-        return;
-    }
-    query.reserve(query.size() + clauseCapacity(key));
-    query += "WHERE (";
-    appendColumns(key, query);
-    query += ") = (";
-    appendValues(key, query);
-    query += ") ";
-}
-
-void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query) {
-    // Both index the tables above, and an enumeration's variable can hold any number.
-    const bool known =
-        col > veldbOrderByNone && col <= veldbOrderByIntcol1 && dir >= veldbDirNone && dir <= veldbDirDesc;
-    if (known) {
-        query.append(orderBy).append(orderColumns[col]).append(1, ' ').append(orderWords[dir]);
+bool build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query) {
+    try {
+        if (!selectsAll(key)) {
+            query.reserve(query.size() + clauseCapacity(key));
+            query += "WHERE (";
+            appendColumns(key, query);
+            query += ") = (";
+            appendValues(key, query);
+            query += ") ";
+        }
+        return true;
+    } catch (...) {
+        VelDBLog("build_query_for_where_clause", "").caughtInClause();
+        return false;
     }
 }

@@ -1,49 +1,133 @@
 #ifndef ROWSTORE_VELDBSTATEMENT_H
 #define ROWSTORE_VELDBSTATEMENT_H
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 
-struct sqlite3;
-struct sqlite3_stmt;
-class VelDBLog;
+#include <sqlite3.h>
 
-/// Owns one compiled statement. Must be destroyed before its connection is closed, and is used by one thread at a time.
+#include "rowstore/VelDBDataRow.h"
+#include "rowstore/VelDBLog.h"
+#include "rowstore/VelDBQuery.h"
+
+/// Holds SQLite's own lock of a connection. SQLite keeps one error message a connection: without the lock, a call on
+/// another thread replaces it before it is read. Recursive: SQLite's calls take the same lock. No-op when SQLite was
+/// built without locks.
+class VelDBConnectionLock {
+public:
+    explicit VelDBConnectionLock(sqlite3* db) : mutex(sqlite3_db_mutex(db)) { sqlite3_mutex_enter(mutex); }
+    ~VelDBConnectionLock() { sqlite3_mutex_leave(mutex); }
+
+    VelDBConnectionLock(const VelDBConnectionLock&) = delete;
+    VelDBConnectionLock& operator=(const VelDBConnectionLock&) = delete;
+
+private:
+    sqlite3_mutex* mutex;
+};
+
+/// Owns one statement: compiled once, run for each row, finalized. Logs what fails.
+/// Must be destroyed before its connection is closed. Not thread-safe.
 class VelDBStatement {
 public:
-    /// Holds nothing before `prepare`.
-    VelDBStatement() = default;
+    /// Holds nothing before `prepare`. Both arguments must outlive the object.
+    VelDBStatement(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
 
-    /// Finalizes the statement if that was not done; a failure is not reported then.
-    ~VelDBStatement();
+    /// Finalizes without a log line, unless `finalize` did.
+    ~VelDBStatement() { sqlite3_finalize(handle); }
 
     VelDBStatement(const VelDBStatement&) = delete;
     VelDBStatement& operator=(const VelDBStatement&) = delete;
 
-    /// Compiles `sql`; called once. Returns whether that worked: if not, nothing is held and the reason is the
-    /// connection's message.
-    bool prepare(sqlite3* db, const std::string& sql);
+    /// Compiles and runs `sql`, which returns no rows. Returns false, logged, when it fails.
+    static bool execute(sqlite3* db, const char* sql, const VelDBLog& log, VelDBLog::Prefix prefix,
+                        int line = __builtin_LINE());
 
-    /// Runs a statement that returns no rows, once, and resets it, so that it can be bound and run again. Failures of
-    /// the two are logged one by one: a step that fails shows again at the reset, with the same code. Needs a `prepare`
-    /// that worked.
-    void run(const VelDBLog& log);
+    /// Compiles `sql`; call once. Returns false, logged, when that fails; nothing may be run then.
+    bool prepare(const std::string& sql, VelDBLog::Prefix prefix, int line = __builtin_LINE());
 
-    /// Returns SQLite's result, 0 for success; the statement is gone either way.
-    int finalize();
+    /// Runs an insert or update for `row`, which must live until then. Logs failures. A field without a value is
+    /// stored as NULL, and so is a value that cannot be bound.
+    template <typename T>
+    void write(const VelDBDataRow<T>& row);
 
-    /// The number of bytes of `text` as SQLite takes it. More than an int holds is told as the most that one holds,
-    /// which SQLite refuses as too big; cut down, the text would lose its end.
-    static int sizeOf(const std::string& text);
+    /// Runs a delete for the row with this id.
+    void remove(std::int64_t rowid);
 
-    /// Whether `rowid` fits the 32 bits as which a row id is bound: a wider one would be cut down to another row's.
-    static bool canBind(std::int64_t rowid);
+    /// Moves a read to its next row. Returns false when there is none, or when the step failed, which is logged. Do not
+    /// call it again then: the query would start over.
+    bool next();
 
-    /// Null before `prepare` and after `finalize`. Stays this object's.
-    sqlite3_stmt* get() const { return handle; }
+    /// Copies the row that `next` moved to. A NULL column leaves its field unchanged. A blob that is NULL or too short
+    /// is padded with zeros. Throws std::bad_alloc; `row` is then incomplete. Hold the lock of the connection since
+    /// `next`.
+    template <typename T>
+    void fill(VelDBDataRow<T>& row) const;
+
+    /// Returns false, logged, when SQLite reports a failure. The statement is gone either way.
+    bool finalize(int line = __builtin_LINE());
 
 private:
+    /// Returns whether to bind a value. If not, clears what the previous row left bound.
+    bool holdsValue(int parameter, bool value);
+
+    void bindText(int parameter, const std::string& text);
+    void bindRowid(int parameter, std::int64_t rowid);
+
+    /// Runs the statement for one row and resets it.
+    void run();
+
+    void assignText(int column, std::string& text) const;
+
+    /// Logs `code` unless it is SQLITE_OK.
+    void check(int code, int line = __builtin_LINE()) const {
+        if (code != SQLITE_OK) {
+            log.stepFailed(code, line);
+        }
+    }
+
+    sqlite3* db;
+    const VelDBLog& log;
     sqlite3_stmt* handle = nullptr;
+    /// By parameter: whether it holds a value of the last row.
+    bool bound[parameterRowid + 1] = {};
 };
+
+template <typename T>
+void VelDBStatement::write(const VelDBDataRow<T>& row) {
+    if (holdsValue(parameterIntcol1, row.intcol1 != VELDB_NO_VALUE)) {
+        check(sqlite3_bind_int(handle, parameterIntcol1, row.intcol1));
+    }
+    bindText(parameterAppName, row.appName);
+    bindText(parameterRsvdName, row.rsvdName);
+    // Like the texts, bound where it is: the row outlives the step.
+    check(sqlite3_bind_blob(handle, parameterBlob, &row.payload, sizeof(T), SQLITE_STATIC));
+    if (row.rowid != 0) {
+        bindRowid(parameterRowid, row.rowid);
+    }
+    run();
+}
+
+template <typename T>
+void VelDBStatement::fill(VelDBDataRow<T>& row) const {
+    // A value of any type has a text. Only NULL has none.
+    if (sqlite3_column_text(handle, columnIntcol1) != nullptr) {
+        row.intcol1 = sqlite3_column_int(handle, columnIntcol1);
+    }
+    assignText(columnAppName, row.appName);
+    assignText(columnRsvdName, row.rsvdName);
+    const void* blob = sqlite3_column_blob(handle, columnBlob);
+    const auto stored = static_cast<unsigned>(sqlite3_column_bytes(handle, columnBlob));
+    const unsigned copied = VelDB_memscpy(&row.payload, sizeof(T), blob, blob != nullptr ? stored : 0);
+    std::memset(reinterpret_cast<char*>(&row.payload) + copied, 0, sizeof(T) - copied);
+    // The row id is the last column. In a table with extra columns it is not column 4, and the value there would name
+    // another row.
+    row.rowid = sqlite3_column_int64(handle, sqlite3_column_count(handle) - 1);
+    // A column that SQLite could not convert for lack of memory reads as NULL. Written back, the row would lose it.
+    if (sqlite3_errcode(db) == SQLITE_NOMEM) {
+        throw std::bad_alloc();
+    }
+}
 
 #endif

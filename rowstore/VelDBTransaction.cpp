@@ -3,39 +3,34 @@
 #include <sqlite3.h>
 
 #include "rowstore/VelDBLog.h"
+#include "rowstore/VelDBStatement.h"
 
 namespace {
 
-constexpr char beginSql[] = "BEGIN IMMEDIATE TRANSACTION;";
-constexpr char commitSql[] = "COMMIT TRANSACTION;";
 constexpr char rollbackSql[] = "ROLLBACK TRANSACTION;";
-
-int execute(sqlite3* db, const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr); }
 
 } // namespace
 
 VelDBTransaction::VelDBTransaction(sqlite3* connection, const VelDBLog& operationLog)
     : db(connection), log(operationLog) {
-    runOrRollBack(beginSql);
+    runOrRollBack("BEGIN IMMEDIATE TRANSACTION;");
 }
 
 VelDBTransaction::~VelDBTransaction() {
-    // A failed commit may have ended the transaction already (a full disk) or not (a busy database): SQLite knows.
-    // If memory ran out even for the rollback, it is tried once more here, after the call's statements have given back
-    // theirs. A transaction that outlives that too is rolled back by the next change, or when the store closes.
+    // Asks SQLite, because a failed COMMIT ends the transaction (disk full) or leaves it open (busy). The rollback can
+    // itself run out of memory in `commit`; by now the call's statements may have freed some. If it fails again, the
+    // next change or the close of the store rolls back.
     if (sqlite3_get_autocommit(db) == 0) {
-        execute(db, rollbackSql);
+        sqlite3_exec(db, rollbackSql, nullptr, nullptr, nullptr);
     }
 }
 
-void VelDBTransaction::commit() { runOrRollBack(commitSql); }
+void VelDBTransaction::commit() { runOrRollBack("COMMIT TRANSACTION;"); }
 
 void VelDBTransaction::runOrRollBack(const char* sql, int line) {
-    if (execute(db, sql) == SQLITE_OK) {
-        return;
-    }
-    log.sqlMessage(db, line);
-    if (execute(db, rollbackSql) != SQLITE_OK) {
-        log.sqlMessage(db);
+    // A BEGIN fails also when an earlier transaction could not be rolled back: this ROLLBACK ends it. It fails, and says
+    // so, when none is open.
+    if (!VelDBStatement::execute(db, sql, log, VelDBLog::Prefix::sqlError, line)) {
+        VelDBStatement::execute(db, rollbackSql, log, VelDBLog::Prefix::sqlError);
     }
 }

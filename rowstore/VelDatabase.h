@@ -2,138 +2,310 @@
 #define ROWSTORE_VELDATABASE_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <utility>
 
 #include "rowstore/VelDBConnection.h"
-#include "rowstore/VelDBDataRowKey.h"
+#include "rowstore/VelDBDataRow.h"
 #include "rowstore/VelDBDataTable.h"
+#include "rowstore/VelDBLog.h"
+#include "rowstore/VelDBQuery.h"
+#include "rowstore/VelDBStatement.h"
+#include "rowstore/VelDBTransaction.h"
 #include "rowstore/VelDBTypes.h"
 
-struct sqlite3;
-class VelDBRowReader;
-class VelDBRowWriter;
-
-/// What VelDatabase's constructor takes as a table's name, once for each payload type.
+/// A table's name, one for each payload type.
 template <typename Payload>
-struct VelDBTableNameFor {
-    using type = const std::string&;
-};
+using VelDBTableName = const std::string&;
 
-/// Keeps records of fixed-size payload types in an SQLite database, one table per payload type.
+/// Keeps records of fixed-size payload types in an SQLite database, one table for each payload type.
 ///
-/// Life: construct, `openVeldb` once, use, destroy. Before the open, and after a failed one, only rows can be made,
-/// queued and freed: reads return nothing, and writes leave the queue as it is.
+/// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed; reads
+/// return nothing, and writes leave the queue as it is.
 ///
-/// Threads: any thread may call the operations, but no lock guards the connection. While one operation of a store runs,
-/// no other may, but getRow, cacheRow and freeRow: a second change would end the transaction of the first, and a read
-/// that fails would log a message that the other is replacing.
+/// Threads: getRow, cacheRow and freeRow may run at any time. Reads may run beside each other and beside one change (a
+/// write-back or a delete). Two changes must not run at once: the second would end the first one's transaction. Open,
+/// close and destruction need the store for themselves.
+/// This holds for an SQLite that serialises its calls, its default. One built with SQLITE_THREADSAFE=2, or configured
+/// with SQLITE_CONFIG_MULTITHREAD, has no lock for a connection: run one operation at a time there.
 ///
-/// Errors: no exception leaves an operation but std::bad_alloc from the constructor, `getRow`, `cacheRow` and
-/// `writeDeallocateDR`. Everything else is caught and logged.
+/// Errors: only the constructor, `getRow`, `cacheRow` and `writeDeallocateDR` throw, std::bad_alloc. All other
+/// exceptions are caught and logged.
 template <typename... Payloads>
 class VelDatabase : public VelDBDataTable<Payloads>... {
 public:
     /// Opens nothing. An empty `fileName` means an in-memory database. `param` is kept and not used.
-    VelDatabase(unsigned long param, std::string fileName, typename VelDBTableNameFor<Payloads>::type... tableNames)
+    VelDatabase(unsigned long param, std::string fileName, VelDBTableName<Payloads>... tableNames)
         : VelDBDataTable<Payloads>(tableNames)..., dbParam(param), dbFileName(std::move(fileName)) {}
 
-    /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed.
+    /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed and
+    /// counted in the log.
     ~VelDatabase();
 
     VelDatabase(const VelDatabase&) = delete;
     VelDatabase& operator=(const VelDatabase&) = delete;
 
-    /// Opens the database file in "/data/vendor/vel/" in write-ahead-log mode and creates the tables that it lacks.
-    /// The store must have no connection yet: a second open would lose the first one.
-    /// Returns VELDB_SUCCESS, or VELDB_FAILURE with the connection closed again. An existing table is not compared with
-    /// what is expected; for want of memory a table may still be missing after a success (`createVeldbTables`).
+    /// Opens the file in "/data/vendor/vel/" in write-ahead-log mode and creates missing tables. An existing table is
+    /// not checked. Call once: a second open would lose the first connection.
+    /// Returns VELDB_FAILURE, with the connection closed, when the file cannot be opened or a table not be created.
+    /// When out of memory a table may be missing after VELDB_SUCCESS (`createVeldbTables`).
     int openVeldb();
-    /// Another name for `openVeldb`.
+    /// Same as `openVeldb`.
     int VelDatabaseInit() { return openVeldb(); }
 
-    /// Creates the table of `T` if it does not exist. Returns VELDB_FAILURE when SQLite refuses, and VELDB_SUCCESS,
-    /// nothing being done, without a connection or when memory for the statement's text runs out.
+    /// Creates the table of `T` unless it exists. Returns VELDB_FAILURE when SQLite refuses. Returns VELDB_SUCCESS and
+    /// does nothing without a connection or when out of memory.
     template <typename T>
     veldbError createVeldbTables() {
         return createTable(db, VelDBDataTable<T>::tableName);
     }
 
-    /// Closes the connection, if there is one; the write queue is not flushed. Returns VELDB_FAILURE when SQLite
-    /// refuses; the store has no connection afterwards in either case. Rows on loan stay valid and must still be handed
-    /// back.
+    /// Closes the connection, if there is one. Does not write the queue. Returns VELDB_FAILURE when SQLite refuses; the
+    /// store has no connection afterwards in either case. Rows on loan stay valid and must still be handed back.
     int closeVeldb() { return closeConnection(dbDir, dbFileName, db); }
 
-    /// Writes every queued row of `T`, oldest first, in one transaction, and frees it: row id 0 is inserted, any other
-    /// row updated in place. Rows queued meanwhile by other threads are written as well. A row that fails is logged and
-    /// lost; the others are committed. A row id beyond 32 bits is such a failure: no other row is ever reached.
+    /// Writes every queued row of `T`, oldest first, in one transaction, and frees it. Inserts rows whose row id is 0
+    /// and updates all others. Includes rows that other threads queue meanwhile.
+    /// A row that fails is logged and lost; the others are committed.
     /// Returns VELDB_FAILURE when a statement cannot be compiled (the queue keeps its rows) or finalized. Failures of
-    /// the transaction and of single rows are only logged. Without a connection, or when memory for a statement's text
-    /// runs out, returns VELDB_SUCCESS and the queue keeps its rows. The queue has no bound: as long as the statements
-    /// do not compile, every write adds to it.
+    /// the transaction and of single rows are only logged. Returns VELDB_SUCCESS, and the queue keeps its rows, without
+    /// a connection or when there is no memory for a statement's text. The queue has no limit: while the statements do
+    /// not compile, every write adds to it.
     template <typename T>
     veldbError writeCachedDRToDisk();
 
-    /// writeCachedDRToDisk for every table, each in a transaction of its own: one that fails does not keep the others
-    /// from being written. Returns VELDB_FAILURE when one of them does.
+    /// Calls writeCachedDRToDisk for every table, each in its own transaction. Returns VELDB_FAILURE when one of them
+    /// does; the others are written all the same.
     int VelDatabaseWriteCachedToDisk();
 
-    /// Queues `rows` and writes the queue to disk, with what earlier calls have left in it. Returns the number of
-    /// entries that `rows` held, null entries included, whatever became of the write; `rows` is empty afterwards.
+    /// Queues `rows` and writes the whole queue. Returns the number of entries in `rows`, null entries included,
+    /// whatever becomes of the write, and empties it.
     /// Throws std::bad_alloc when the queue cannot grow, as `cacheRow` does; nothing is written then.
     template <typename T>
     int writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
-    /// Deletes `rows` from the table by row id, in one transaction, and frees them in every outcome. Null entries and
-    /// rows that were never stored are skipped; a row id that is not in the table is no error.
-    /// Returns the number of entries that `rows` held, or 0 when the statement cannot be compiled or finalized. The
-    /// number does not say that rows are gone: without a connection, or when memory for the statement's text runs out,
-    /// nothing is deleted, and failures of the transaction and of single rows are only logged. The queue is not
-    /// touched: what a write has left in it is written later all the same, whatever is deleted now.
+    /// Deletes `rows` from the table by row id, in one transaction, and always frees them. Skips null entries and rows
+    /// that were never stored. A row id that is not in the table is no error.
+    /// Returns the number of entries in `rows`, or 0 when the statement cannot be compiled or finalized. A count does
+    /// not say that rows are gone: nothing is deleted without a connection or when there is no memory for the
+    /// statement's text, and failures of the transaction and of single rows are only logged.
+    /// Queued rows are not touched: they are written later, whatever is deleted now.
     template <typename T>
     int deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
-    /// Returns the rows that `key` selects, at most `count` of them (0, and anything above VELDB_MAX_READ_ROWS, means
-    /// that many), in the given order; owned by the caller. Queued rows are not seen.
-    /// A failure is logged and shows as fewer rows, or none.
+    /// Returns the rows that `key` selects, owned by the caller, in the given order. Returns at most `count` rows; 0,
+    /// or more than VELDB_MAX_READ_ROWS, means VELDB_MAX_READ_ROWS. Does not see queued rows.
+    /// Logs a failure and returns the rows read before it.
     template <typename T>
     typename VelDBDataTable<T>::vecT readAllocateDR(const VelDBDataRowKey& key, unsigned int count, veldbOrderByCol col,
                                                     veldbOrderByDir dir);
 
-    /// Appends the WHERE clause for `key` to `query`; when memory runs out this is logged and `query` is unchanged.
-    /// Any thread may call it.
-    void build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query);
+    /// Appends the WHERE clause for `key` to `query`. When out of memory, logs it and leaves `query` unchanged.
+    void build_query_for_where_clause(const VelDBDataRowKey& key, std::string& query) {
+        ::build_query_for_where_clause(key, query);
+    }
 
-    /// Offered with every store; the store itself uses the function of the same name.
+    /// The store itself uses the function of the same name.
     static unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
         return ::VelDB_memscpy(dst, dstSize, src, srcSize);
     }
 
 protected:
-    /// Drains the write queue into `writer`. Needs no memory: the rows move from one list to another, where they live
-    /// until all are written.
+    /// Writes and frees every queued row. Never throws.
     template <typename T>
-    void writeQueue(VelDBRowWriter& writer);
+    void writeQueue(VelDBStatement& insert, VelDBStatement& update);
 
-    /// Returns false when the statement could not be compiled or finalized; true also when memory for its text ran out
-    /// and nothing was deleted.
+    /// Deletes `rows` without freeing them. Returns false when the statement could not be compiled or finalized.
     template <typename T>
     bool deleteRows(const typename VelDBDataTable<T>::vecT& rows);
 
-    /// Appends rows until there are `limit`. A row joins them when it is complete; if filling it fails it is freed.
+    /// Appends the rows of `query` to `rows`, until there are `limit`.
     template <typename T>
-    void readRows(VelDBRowReader& reader, std::size_t limit, typename VelDBDataTable<T>::vecT& rows);
+    void readRows(VelDBStatement& query, std::size_t limit, typename VelDBDataTable<T>::vecT& rows);
 
-    /// Kept for the host's side of the contract; nothing here reads it.
+    /// Returns the next row of `query`; null at the end, after a failure and when out of memory.
+    template <typename T>
+    std::unique_ptr<VelDBDataRow<T>> readRow(VelDBStatement& query);
+
+    /// Unused. Part of the layout that the host knows.
     unsigned long dbParam;
     /// Owned; null while no connection is open.
     sqlite3* db = nullptr;
-    /// The file's path is the two joined as they are; the store never makes the directory.
+    /// The path is the two joined as they are. The store never makes the directory.
     std::string dbDir = "/data/vendor/vel/";
     /// Empty: the database is in memory, and gone with the store.
     std::string dbFileName;
 };
 
-#include "rowstore/VelDatabaseBodies.h"
+template <typename... Payloads>
+VelDatabase<Payloads...>::~VelDatabase() {
+    VelDatabaseWriteCachedToDisk();
+    closeVeldb();
+}
+
+template <typename... Payloads>
+int VelDatabase<Payloads...>::openVeldb() {
+    if (openConnection(dbDir, dbFileName, db) != VELDB_SUCCESS) {
+        return VELDB_FAILURE;
+    }
+    if (((createVeldbTables<Payloads>() == VELDB_SUCCESS) && ...)) {
+        return VELDB_SUCCESS;
+    }
+    closeVeldb();
+    return VELDB_FAILURE;
+}
+
+template <typename... Payloads>
+int VelDatabase<Payloads...>::VelDatabaseWriteCachedToDisk() {
+    bool written = true;
+    ((written &= writeCachedDRToDisk<Payloads>() == VELDB_SUCCESS), ...);
+    return written ? VELDB_SUCCESS : VELDB_FAILURE;
+}
+
+template <typename... Payloads>
+template <typename T>
+int VelDatabase<Payloads...>::writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
+    const int count = VelDBDataTable<T>::cacheRow(rows);
+    if (count != 0) {
+        writeCachedDRToDisk<T>(); // its result is in the log
+    }
+    return count;
+}
+
+template <typename... Payloads>
+template <typename T>
+veldbError VelDatabase<Payloads...>::writeCachedDRToDisk() {
+    if (db == nullptr) {
+        return VELDB_SUCCESS;
+    }
+    const std::string& table = VelDBDataTable<T>::tableName;
+    const VelDBLog log("writeCachedDRToDisk", table.c_str());
+    try {
+        std::string sql;
+        VelDBStatement insert(db, log);
+        composeInsert(table, sql);
+        if (!insert.prepare(sql, VelDBLog::Prefix::error)) {
+            return VELDB_FAILURE;
+        }
+        VelDBStatement update(db, log);
+        composeUpdate(table, sql);
+        if (!update.prepare(sql, VelDBLog::Prefix::error)) {
+            return VELDB_FAILURE;
+        }
+        // The steps above can throw; the queue is still whole then. The steps below cannot.
+        VelDBTransaction transaction(db, log);
+        writeQueue<T>(insert, update);
+        transaction.commit();
+        const bool insertEnded = insert.finalize();
+        const bool updateEnded = update.finalize();
+        return insertEnded && updateEnded ? VELDB_SUCCESS : VELDB_FAILURE;
+    } catch (...) {
+        // Not a failure: the next write-back writes the rows.
+        log.caught(VelDBLog::Unknown::exception);
+        return VELDB_SUCCESS;
+    }
+}
+
+template <typename... Payloads>
+template <typename T>
+void VelDatabase<Payloads...>::writeQueue(VelDBStatement& insert, VelDBStatement& update) {
+    while (const std::unique_ptr<VelDBDataRow<T>> row = VelDBDataTable<T>::takeOldest()) {
+        VelDBStatement& statement = row->rowid == 0 ? insert : update;
+        statement.write(*row);
+    }
+}
+
+template <typename... Payloads>
+template <typename T>
+int VelDatabase<Payloads...>::deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows) {
+    const bool statementWorked = db == nullptr || deleteRows<T>(rows);
+    const int count = VelDBDataTable<T>::freeRow(rows);
+    return statementWorked ? count : 0;
+}
+
+template <typename... Payloads>
+template <typename T>
+bool VelDatabase<Payloads...>::deleteRows(const typename VelDBDataTable<T>::vecT& rows) {
+    const std::string& table = VelDBDataTable<T>::tableName;
+    const VelDBLog log("deleteDeallocateDR", table.c_str());
+    try {
+        std::string sql;
+        VelDBStatement statement(db, log);
+        composeDelete(table, sql);
+        if (!statement.prepare(sql, VelDBLog::Prefix::sqlError)) {
+            return false;
+        }
+        VelDBTransaction transaction(db, log);
+        for (const VelDBDataRow<T>* row : rows) {
+            if (row != nullptr && row->rowid != 0) {
+                statement.remove(row->rowid);
+            }
+        }
+        transaction.commit();
+        return statement.finalize();
+    } catch (...) {
+        log.caught(VelDBLog::Unknown::stringOperations);
+        return true;
+    }
+}
+
+template <typename... Payloads>
+template <typename T>
+typename VelDBDataTable<T>::vecT VelDatabase<Payloads...>::readAllocateDR(const VelDBDataRowKey& key,
+                                                                          unsigned int count, veldbOrderByCol col,
+                                                                          veldbOrderByDir dir) {
+    typename VelDBDataTable<T>::vecT rows;
+    if (db == nullptr) {
+        return rows;
+    }
+    const std::string& table = VelDBDataTable<T>::tableName;
+    const VelDBLog log("readAllocateDR", table.c_str());
+    if (count > VELDB_MAX_READ_ROWS) {
+        log.countLowered(VELDB_MAX_READ_ROWS);
+    }
+    const bool bounded = count != 0 && count < VELDB_MAX_READ_ROWS;
+    try {
+        const std::string sql = composeRead(table, key, col, dir);
+        VelDBStatement query(db, log);
+        if (!sql.empty() && query.prepare(sql, VelDBLog::Prefix::sqlError)) {
+            // The query has no LIMIT: reading stops.
+            readRows<T>(query, bounded ? count : VELDB_MAX_READ_ROWS, rows);
+            query.finalize();
+        }
+    } catch (...) {
+        log.caught(VelDBLog::Unknown::stringOperations);
+    }
+    return rows;
+}
+
+template <typename... Payloads>
+template <typename T>
+void VelDatabase<Payloads...>::readRows(VelDBStatement& query, std::size_t limit,
+                                        typename VelDBDataTable<T>::vecT& rows) {
+    while (rows.size() < limit) {
+        std::unique_ptr<VelDBDataRow<T>> row = readRow<T>(query);
+        if (row == nullptr) {
+            return;
+        }
+        rows.push_back(row.get()); // may throw; the row is still owned here then
+        static_cast<void>(row.release());
+    }
+}
+
+template <typename... Payloads>
+template <typename T>
+std::unique_ptr<VelDBDataRow<T>> VelDatabase<Payloads...>::readRow(VelDBStatement& query) {
+    const VelDBConnectionLock lock(db);
+    if (!query.next()) {
+        return nullptr;
+    }
+    // One getRow for each row, so a failure is logged with 0 rows allocated before it.
+    std::unique_ptr<VelDBDataRow<T>> row = VelDBDataTable<T>::newRow(0);
+    if (row != nullptr) {
+        query.fill(*row);
+    }
+    return row;
+}
 
 #endif

@@ -67,7 +67,8 @@ int destroyWithQueue(FeatureP& feature) {
     auto row = std::make_unique<VelDBDataRow<TessaryDatabase>>();
     row->appName = unknown;
     row->rsvdName = longName;
-    ((*feature->appDb).*&StoreProbe<TessaryDatabase>::cacheList).push_back(std::move(row));
+    ((*feature->appDb).*&StoreProbe<TessaryDatabase>::cacheList).push_back(row.get());
+    static_cast<void>(row.release());
     feature.reset();
     return 0;
 }
