@@ -1,6 +1,5 @@
 #!/usr/bin/env bash
-# Says what the fault and fuzz tests of a variant's last run have tried: how many faults of each kind, losses of power,
-# kills and fuzz inputs.
+# Says what the fault tests of a variant's last run have tried: how many faults of each kind and power cuts.
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 log=$project_root/build/${1:-test}/Testing/Temporary/LastTest.log

@@ -2,13 +2,17 @@
 // the room that they take, checked while this file is compiled, and the slots of the virtual table.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <list>
+#include <mutex>
+#include <string>
 #include <type_traits>
 
 #include <gtest/gtest.h>
 
-#include "host/AppState.h"
 #include "host/Feature.h"
+#include "rowstore/VelDBPayloads.h"
 #include "rowstore/VelDatabase.h"
 
 #pragma GCC diagnostic ignored "-Winvalid-offsetof" // both compilers lay Feature out as they do a plain record
@@ -96,9 +100,42 @@ FIELD_AFTER(Feature, flag3, flag4, bool);
 FIELD_AFTER(Feature, flag4, tracePerf, bool);
 RECORD_SIZE(Feature, tracePerf, 392, 608);
 
-struct Store : VelDatabase<AppState> {
-    static_assert(std::is_same_v<decltype(dbParam), unsigned long>, "VelDatabase::dbParam: type");
+using Row = VelDBDataRow<TessaryDatabase>;
+FIELD_AT(Row, rowid, 0, std::int64_t);
+FIELD_AFTER(Row, rowid, intcol1, std::int32_t);
+FIELD_AFTER(Row, intcol1, appName, std::string);
+FIELD_AFTER(Row, appName, rsvdName, std::string);
+FIELD_AFTER(Row, rsvdName, payload, TessaryDatabase);
+RECORD_SIZE(Row, payload, 72, 88);
+
+FIELD_AT(VelDBDataRowKey, intcol1, 0, int);
+FIELD_AFTER(VelDBDataRowKey, intcol1, appName, std::string);
+FIELD_AFTER(VelDBDataRowKey, appName, rsvdName, std::string);
+RECORD_SIZE(VelDBDataRowKey, rsvdName, 52, 72);
+
+struct Table : VelDBDataTable<TessaryDatabase> {
+    using VelDBDataTable::cacheList;
+    using VelDBDataTable::cacheMutex;
+    using VelDBDataTable::spareFlag;
+    using VelDBDataTable::tableName;
 };
+FIELD_AT(Table, cacheList, 0, std::list<Row*>);
+FIELD_AFTER(Table, cacheList, cacheMutex, std::mutex);
+FIELD_AFTER(Table, cacheMutex, spareFlag, bool);
+FIELD_AFTER(Table, spareFlag, tableName, std::string);
+RECORD_SIZE(Table, tableName, 64, 104);
+
+struct Store : VelDatabase<TessaryDatabase> {
+    using VelDatabase::db;
+    using VelDatabase::dbDir;
+    using VelDatabase::dbFileName;
+    using VelDatabase::dbParam;
+};
+FIELD_AT(Store, dbParam, sizeof(Table), unsigned long);
+FIELD_AFTER(Store, dbParam, db, sqlite3*);
+FIELD_AFTER(Store, db, dbDir, std::string);
+FIELD_AFTER(Store, dbDir, dbFileName, std::string);
+RECORD_SIZE(Store, dbFileName, 120, 184);
 
 /// The slot of a virtual operation: the ABI keeps its offset in the table in a pointer to member.
 template <typename Operation>

@@ -2,7 +2,11 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <new>
+#include <optional>
+#include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -15,7 +19,7 @@ struct {
     int code;
     long skipped;
     bool lasting;
-    long blown;
+    long failed;
 } fuse;
 
 std::pair<long, long> blocks;
@@ -50,6 +54,20 @@ using Methods = sqlite3_io_methods;
 
 sqlite3_vfs real; ///< the VFS as it is without faults
 FaultVfs::Observer onChange;
+std::optional<FaultVfs::Volume> volume;
+
+/// Whether the volume has room for the file once it ends at `end`. Files take whole blocks of 4 KiB.
+bool hasRoom(const char* path, std::uintmax_t end) {
+    if (!volume) {
+        return true;
+    }
+    std::uintmax_t used = 0;
+    for (const auto& file : std::filesystem::directory_iterator(volume->folder)) {
+        const bool grows = file.path().filename() == std::filesystem::path(path).filename();
+        used += (std::max(file.file_size(), grows ? end : 0) + 4095) / 4096 * 4096;
+    }
+    return used <= volume->size;
+}
 
 /// Kept behind SQLite's own part of an open file.
 struct Extra {
@@ -69,7 +87,8 @@ int forward(sqlite3_file* file, Arguments... arguments) {
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
     onChange(SQLITE_IOERR_WRITE, extraOf(file).path, false);
-    const int fault = Fuse::check(SQLITE_IOERR_WRITE);
+    const bool fits = hasRoom(extraOf(file).path, static_cast<std::uintmax_t>(offset + size));
+    const int fault = fits ? Fuse::check(SQLITE_IOERR_WRITE) : SQLITE_FULL;
     const int result = extraOf(file).real->xWrite(file, bytes, fault == SQLITE_OK ? size : size / 2, offset);
     return fault != SQLITE_OK ? fault : result;
 }
@@ -134,14 +153,14 @@ void Fuse::arm(int kind, int code, long skipped, bool lasting) {
 
 long Fuse::disarm() {
     fuse.kind = SQLITE_OK;
-    return fuse.blown;
+    return fuse.failed;
 }
 
 int Fuse::check(int kind) noexcept {
-    if (kind != fuse.kind || fuse.skipped-- > 0 || (fuse.blown != 0 && !fuse.lasting)) {
+    if (kind != fuse.kind || fuse.skipped-- > 0 || (fuse.failed != 0 && !fuse.lasting)) {
         return SQLITE_OK;
     }
-    ++fuse.blown;
+    ++fuse.failed;
     return fuse.code;
 }
 
@@ -178,8 +197,9 @@ extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
     return fault != SQLITE_OK ? fault : result;
 }
 
-FaultVfs::FaultVfs(Observer observer) {
+FaultVfs::FaultVfs(Observer observer, std::optional<Volume> limited) {
     onChange = observer;
+    volume = std::move(limited);
     sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr);
     real = *vfs;
     vfs->szOsFile += static_cast<int>(sizeof(Extra));

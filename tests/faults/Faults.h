@@ -1,10 +1,12 @@
 #ifndef TESTS_FAULTS_FAULTS_H
 #define TESTS_FAULTS_FAULTS_H
 
+#include <cstdint>
+#include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <sqlite3.h>
 
@@ -38,12 +40,19 @@ struct FaultVfs {
     /// log that was opened to be created syncs the folder too.
     using Observer = void (*)(int kind, const char* path, bool syncsFolder);
 
-    explicit FaultVfs(Observer observer = [](int, const char*, bool) {});
+    /// A volume that holds no more than `size` bytes; a write that needs more fails with SQLITE_FULL.
+    struct Volume {
+        std::filesystem::path folder;
+        std::uintmax_t size;
+    };
+
+    explicit FaultVfs(
+        Observer observer = [](int, const char*, bool) {}, std::optional<Volume> limited = std::nullopt);
     ~FaultVfs();
     FaultVfs(const FaultVfs&) = delete;
 };
 
-/// Both tables of the feature "Tessary", "TABLE ROWID" to the other columns, but for applications called "next...".
+/// Both tables of the feature "Tessary", "TABLE ROWID" to the other columns, without applications named "next...".
 /// Expects sound files.
 using Contents = std::map<std::string, std::string>;
 Contents readContents(const std::filesystem::path& folder);

@@ -1,10 +1,14 @@
+#include <filesystem>
 #include <iostream>
 #include <memory>
+#include <mutex>
+#include <string>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "host/AppState.h"
 #include "rowstore/VelDBRowLoan.h"
 #include "tests/faults/Faults.h"
 #include "tests/support/Probes.h"
@@ -41,7 +45,8 @@ constexpr const char* peakRows = "INSERT INTO HeavyGame VALUES (1,'org.other',NU
                                  "(NULL,'com.target.known',NULL,X'E80300000000000000000000')";
 
 FeatureInfo description() {
-    FeatureInfo info = called("Tessary");
+    FeatureInfo info;
+    info.name = "Tessary";
     info.meters.emplace_back().asyncInfoSet = {{false, 1, 9}, {true, 1, 2}};
     info.namedIntTables[longName] = {{1}};
     return info;
@@ -73,22 +78,15 @@ int destroyWithQueue(FeatureP& feature) {
     return 0;
 }
 
-/// SQLite refuses to close a connection with a statement left. Logged without a fault too.
-int closeInUse(FeatureP& feature) {
-    sqlite3* db = (*feature->appDb).*&StoreProbe<TessaryDatabase>::db;
+/// SQLite refuses to close a connection while a statement is left, which is logged.
+int closeWithAStatementLeft(FeatureP& feature) {
+    sqlite3* db = connectionOf(*feature->appDb);
     sqlite3_stmt* statement = nullptr;
     sqlite3_prepare_v2(db, "BEGIN", -1, &statement, nullptr);
     const int result = feature->appDb->closeVeldb();
     sqlite3_finalize(statement);
     sqlite3_close(result != VELDB_SUCCESS ? db : nullptr);
     return result;
-}
-
-int keepAppState(FeatureP& /*feature*/) {
-    VelDatabase<AppState> store(0, "", "AppState");
-    std::string clause;
-    store.build_query_for_where_clause(VelDBDataRowKey(longName, 4), clause);
-    return store.VelDatabaseInit() + store.VelDatabaseWriteCachedToDisk() + static_cast<int>(clause.size());
 }
 
 int registerAnother(FeatureP& /*feature*/) {
@@ -110,8 +108,7 @@ const Operation operations[] = {
     {"create", create},
     {"registerAnother", registerAnother},
     {"destroyWithQueue", destroyWithQueue},
-    {"closeInUse", closeInUse},
-    {"keepAppState", keepAppState},
+    {"closeWithAStatementLeft", closeWithAStatementLeft},
     {"classifyKnown", [](FeatureP& f) { return f->updateToClassifierDataBase(known, 1, 17); }},
     {"classifyUnknown", [](FeatureP& f) { return f->updateToClassifierDataBase(unknown, 1, 17); }},
     {"classifyTwice", [](FeatureP& f) { return f->updateToClassifierDataBase(twice, 1, 17); }},
@@ -167,7 +164,7 @@ struct Outcome {
     Contents contents = {};
     int result = 0;
     bool quiet = false; ///< neither an exception nor a line in the log
-    bool blown = false;
+    bool failed = false;
 };
 
 /// Returns whether a transaction was left open.
@@ -175,7 +172,7 @@ template <typename T>
 bool expectIdle(VelDatabase<T>& store) {
     std::mutex& mutex = store.*&StoreProbe<T>::cacheMutex;
     EXPECT_TRUE(mutex.try_lock() && (mutex.unlock(), true));
-    sqlite3* db = store.*&StoreProbe<T>::db;
+    sqlite3* db = connectionOf(store);
     EXPECT_EQ(sqlite3_next_stmt(db, nullptr), nullptr);
     return sqlite3_get_autocommit(db) == 0;
 }
@@ -184,7 +181,7 @@ bool expectIdle(VelDatabase<T>& store) {
 /// rollback found memory may it have left a transaction: the next change then says so, and ends it.
 void expectWorking(FeatureP& feature, bool mayLeaveTransaction) {
     EXPECT_TRUE(Shared::mMutex.try_lock() && (Shared::mMutex.unlock(), true));
-    if (!feature || !feature->heavyGameDb || !((*feature->appDb).*&StoreProbe<TessaryDatabase>::db)) {
+    if (!feature || !feature->heavyGameDb || !connectionOf(*feature->appDb)) {
         feature = std::make_unique<FeatureProbe>(description());
     }
     const bool isOpen = expectIdle(*feature->appDb) + expectIdle(*feature->heavyGameDb) > 0; // both
@@ -227,7 +224,7 @@ protected:
             outcome.quiet = true;
         } catch (...) { // what operator new has thrown
         }
-        outcome.blown = Fuse::disarm() != 0;
+        outcome.failed = Fuse::disarm() != 0;
         outcome.quiet = Device::dropLog() == 0 && outcome.quiet;
         expectWorking(feature, fault.kind == SQLITE_NOMEM && lasting);
         feature.reset();
@@ -241,13 +238,13 @@ TEST_P(Sweep, KeepsItsPromises) {
     const auto& [operation, fault] = GetParam();
     const Contents before = operation.run == create ? Contents{} : readContents(device.file());
     const Outcome whole = attempt(operation, {"none", SQLITE_OK}, 0, false);
-    ASSERT_EQ(whole.quiet, operation.run != closeInUse);
+    ASSERT_EQ(whole.quiet, operation.run != closeWithAStatementLeft);
     // Without memory for itself or for a store, a feature is refused without a word.
     const bool mayBeMute = operation.run == create && fault.kind == CPP_NEW;
     long injected = 0;
     for (const bool lasting : {false, true}) {
-        bool blown = true;
-        for (long n = 0; blown && !HasFailure(); ++n) {
+        bool failed = true;
+        for (long n = 0; failed && !HasFailure(); ++n) {
             SCOPED_TRACE(testing::Message() << "fault number " << n << (lasting ? " and all after it" : ""));
             const Outcome now = attempt(operation, fault, n, lasting);
             expectWholeOrAbsent(before, whole.contents, now.contents, mistakenRows);
@@ -255,9 +252,9 @@ TEST_P(Sweep, KeepsItsPromises) {
                 EXPECT_EQ(now.result, whole.result);
                 EXPECT_EQ(now.contents, whole.contents);
             }
-            EXPECT_FALSE(now.quiet && now.blown && fault.kind == SQLITE_FINALIZE) << "nothing else tells of it";
-            blown = now.blown;
-            injected += blown ? 1 : 0;
+            EXPECT_FALSE(now.quiet && now.failed && fault.kind == SQLITE_FINALIZE) << "nothing else tells of it";
+            failed = now.failed;
+            injected += failed ? 1 : 0;
         }
     }
     std::cout << "counted: " << injected << " faults injected: " << fault.name << std::endl;

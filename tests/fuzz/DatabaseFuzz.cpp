@@ -1,9 +1,8 @@
 #include <cstdint>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "tests/support/Device.h"
 #include "tests/support/Probes.h"
@@ -67,12 +66,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const auto before = isGarbage ? Lines{} : otherRows(device);
     {
-        FeatureProbe feature(called("Tessary"));
-        feature.getAppType(name);
-        feature.updateToClassifierDataBase(name, 1, 17);
-        feature.updateWeightToTessary(name, 1);
-        feature.setData(name, {400, 500, 300});
-        feature.updateToClassifierDataBase(name, size % 2 == 0 ? 0 : 1, 18);
+        FeatureProbe feature("Tessary");
+        feature.type(name);
+        feature.classify(name, 17);
+        feature.weigh(name, 1);
+        feature.report(name, {400, 500, 300});
+        size % 2 == 0 ? feature.remove(name) : feature.classify(name, 18);
     }
     Device::dropLog();
     if (!isGarbage && name != "org.other" && otherRows(device) != before) {

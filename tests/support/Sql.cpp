@@ -23,11 +23,14 @@ int installTrace(sqlite3* db, char** /*message*/, const sqlite3_api_routines* /*
 
 void (*traceEntry())() { return reinterpret_cast<void (*)()>(installTrace); }
 
+std::string bytesOf(sqlite3_stmt* statement, int column) {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
+    return {bytes == nullptr ? "" : bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))};
+}
+
 std::string printed(sqlite3_stmt* statement, int column) {
     const int type = sqlite3_column_type(statement, column);
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
-    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, column));
-    const std::string value(bytes == nullptr ? "" : bytes, size);
+    const std::string value = bytesOf(statement, column);
     if (type != SQLITE_BLOB) {
         return type == SQLITE_NULL ? "NULL" : type == SQLITE_TEXT ? "'" + value + "'" : value;
     }
@@ -46,21 +49,35 @@ Sql::Sql(const std::filesystem::path& file) {
     sqlite3_trace_v2(db, 0, nullptr, nullptr);
 }
 
-Lines Sql::run(const std::string& statements) {
-    Lines rows;
+void Sql::forEachRow(const std::string& statements, const std::function<void(sqlite3_stmt*)>& row) {
     for (const char* rest = statements.c_str(); *rest != '\0';) {
         sqlite3_stmt* statement = nullptr;
         const int compiled = sqlite3_prepare_v2(db, rest, -1, &statement, &rest);
         while (compiled == SQLITE_OK && sqlite3_step(statement) == SQLITE_ROW) {
-            std::string& row = rows.emplace_back();
-            for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-                row += (column == 0 ? "" : ",") + printed(statement, column);
-            }
+            row(statement);
         }
         if (compiled != SQLITE_OK || sqlite3_finalize(statement) != SQLITE_OK) {
             throw std::runtime_error(sqlite3_errmsg(db));
         }
     }
+}
+
+Lines Sql::run(const std::string& statements) {
+    Lines rows;
+    forEachRow(statements, [&rows](sqlite3_stmt* statement) {
+        std::string& row = rows.emplace_back();
+        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+            row += (column == 0 ? "" : ",") + printed(statement, column);
+        }
+    });
+    return rows;
+}
+
+std::vector<BlobRow> Sql::blobs(const std::string& query) {
+    std::vector<BlobRow> rows;
+    forEachRow(query, [&rows](sqlite3_stmt* statement) {
+        rows.push_back({bytesOf(statement, 0), bytesOf(statement, 1)});
+    });
     return rows;
 }
 

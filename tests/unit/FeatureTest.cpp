@@ -1,7 +1,11 @@
-#include <map>
+#include <cstring>
+#include <filesystem>
+#include <functional>
 #include <memory>
-#include <random>
-#include <sstream>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <cutils/properties.h>
 #include <gtest/gtest.h>
@@ -10,132 +14,303 @@
 #include "tests/support/Probes.h"
 #include "tests/support/Sql.h"
 
+// What each call of a host answers, stores and logs.
+
 namespace {
 
 using namespace std::string_literals;
 
-const std::string noEntry = "() #: No entry found for the app in classifier, cannot updateinfo";
-constexpr const char* heavyGame = "ro.vendor.perf.wlc.heavygame";
-constexpr const char* tables[] = {"Tessary", "HeavyGame"};
-constexpr const char* files[] = {"Tessary.db", "TessaryHeavyGame.db"};
-
-using Values = std::vector<int>;
-using Call = int (*)(FeatureProbe&, std::string&, const Values&);
-
-constexpr Call classify = [](auto& to, auto& name, auto& with) {
-    return to.updateToClassifierDataBase(name, with[0], with[1]);
-};
-constexpr Call weigh = [](auto& to, auto& name, auto& with) { return to.updateWeightToTessary(name, with[0]); };
-constexpr Call report = [](auto& to, auto& name, auto& with) { return to.updateWeightToClassifier(name, with); };
-constexpr Call tell = [](auto& to, auto& name, auto& with) { return to.setData(name, with); };
-constexpr Call trigger = [](auto& to, auto& name, auto& with) {
-    to.runAsync({static_cast<unsigned>(with[0]), static_cast<unsigned>(with[1]), name, with[2]});
-    return 0;
-};
-constexpr Call query = [](auto& to, auto& name, auto& with) {
-    featureData data;
-    return to.getData(name, data, with[0]) + data.value;
+/// What is stored, in the order of the rows.
+struct Tables {
+    std::vector<std::pair<std::string, TessaryDatabase>> classifications;
+    std::vector<std::pair<std::string, HeavyGameClassifierDatabase>> peaks;
 };
 
-class FeatureTest : public testing::Test {
-protected:
-    void SetUp() override { start("Tessary"); }
-    void TearDown() override { EXPECT_EQ(device.takeLog(), Lines{}) << "no line that the test did not expect"; }
-    void start(const std::string& name) {
-        feature.reset();
-        feature = std::make_unique<FeatureProbe>(called(name));
+std::string print(const Tables& tables) {
+    std::string text;
+    for (const auto& [name, app] : tables.classifications) {
+        text += name + ": type " + std::to_string(app.appType) + ", weight " + std::to_string(app.appWeight) + "\n";
     }
-    int call(Call operation, std::string name, const Values& values) { return operation(*feature, name, values); }
-
-    /// Starts again on new files: "a 5 1 b 6 0 | a 1000 0 0" has two classifications and the peaks of one application,
-    /// "! |" leaves the feature without its classifier database.
-    void store(const std::string& state) {
-        feature.reset();
-        std::filesystem::remove_all(device.file());
-        std::filesystem::create_directory(device.file());
-        start("Tessary");
-        std::istringstream words(state);
-        for (std::size_t table = 0; table < 2; ++table) {
-            std::string statements = "SELECT ('";
-            for (std::string word; words >> word && word != "|";) {
-                if (word == "!") {
-                    table == 0 ? feature->appDb.reset() : feature->heavyGameDb.reset();
-                } else if (char digits[9]; std::isdigit(word.back()) != 0) { // as the bytes of a little-endian integer
-                    std::snprintf(digits, sizeof(digits), "%08X", __builtin_bswap32(static_cast<unsigned>(stol(word))));
-                    statements += digits;
-                } else {
-                    statements += "'); INSERT INTO "s + tables[table] + "(appName, blob) VALUES ('" + word + "', X'";
-                }
-            }
-            Sql(device.file(files[table])).run(statements + "')");
-        }
+    for (const auto& [name, peaks] : tables.peaks) {
+        text += name + ": peaks " + std::to_string(peaks.peak0) + " " + std::to_string(peaks.peak1) + " " +
+                std::to_string(peaks.peak2) + "\n";
     }
-    /// What both tables hold, in the same form, by name and with a blank at the end.
-    std::string stored() const {
-        std::string state;
-        for (std::size_t table = 0; table < 2; ++table) {
-            state += table == 0 ? "" : "| ";
-            const std::string select = "SELECT appName, intcol1, rsvdName, blob FROM "s + tables[table];
-            for (const std::string& row : Sql(device.file(files[table])).run(select + " ORDER BY appName, rowid")) {
-                std::size_t digits = row.rfind("',NULL,NULL,X'");
-                state += row.substr(1, digits - 1) + " ";
-                for (digits += 14; digits + 8 < row.size(); digits += 8) {
-                    const unsigned long word = std::stoul(row.substr(digits, 8), nullptr, 16);
-                    state += std::to_string(static_cast<int>(__builtin_bswap32(static_cast<unsigned>(word)))) + " ";
-                }
-            }
-        }
-        return state;
-    }
+    return text;
+}
 
-    Device device;
-    StatementTrace trace;
-    std::unique_ptr<FeatureProbe> feature;
-};
-
-Lines noDatabase(const std::string& name) { return {"E Tessary: " + name + "() #: No Classifier Database Available"}; }
-
-TEST_F(FeatureTest, EachCallHasThisOutcome) {
-    const Lines weightRefused{"E Tessary: updateWeightToTessary" + noEntry};
-    const Lines reportRefused{"E Tessary: updateWeightToClassifier" + noEntry};
-    const std::tuple<std::string, Call, Values, int, std::string, Lines> outcomes[] = {
-        {"b 1 1 |", classify, {3, 17}, 1, "a 17 0 b 1 1 |", {}},
-        {"a 5 7 | a 1 2 3", classify, {255, 9}, 1, "a 9 7 | a 1 2 3", {}},
-        {"a 5 7 a 6 0 b 1 1 | a 1 2 3", classify, {1, 9}, 0, "b 1 1 | a 1 2 3", {}},
-        {"a 5 7 a 6 0 b 1 1 | a 1 2 3 a 4 5 6 b 1 2 3", classify, {0, 9}, 1, "b 1 1 | b 1 2 3", {}},
-        {"b 1 1 |", weigh, {5}, 0, "b 1 1 |", weightRefused},
-        {"a 5 7 a 6 0 |", weigh, {5}, 0, "a 5 7 a 6 0 |", weightRefused},
-        {"a 5 7 | a 1 2 3", weigh, {INT_MIN}, 1, "a 5 -2147483648 | a 1 2 3", {}},
-        {"b 1 1 | a 1 2 3", report, {1000, 0, 0}, 0, "b 1 1 | a 1 2 3", reportRefused},
-        {"a 5 7 a 6 0 |", report, {1000, 0, 0}, 0, "a 5 7 a 6 0 |", reportRefused},
-        {"a 5 7 | b 9 9 9", report, {1000, 0, 0}, 1, "a 5 1 | a 1000 0 0 b 9 9 9", {}},
-        {"a 5 0 | a 100 100 100", tell, {400, 500, 300}, 0, "a 5 1 | a 400 500 300", {}},
-        {"a 5 7 |", report, {0, 1899, 0}, 1, "a 5 0 | a 0 1899 0", {}},
-        {"a 5 7 | a 1 2 3 a 4 5 6", report, {1000, 0, 0}, 0, "a 5 7 | a 1 2 3 a 4 5 6", {}},
-        {"a 5 7 |", trigger, {4166, 7, 1}, 0, "a 5 7 |", {}},
-        {"a 5 7 a 6 8 |", query, {2}, 5, "a 5 7 a 6 8 |", {}},
-        {"a 5 7 |", report, {1000, 0}, 0, "a 5 7 |", {}},
-        {"a 5 7 | !", classify, {0, 9}, 1, "|", {}},
-        {"a 5 7 | !", weigh, {5}, 1, "a 5 5 |", {}},
-        {"a 5 7 | !", report, {1}, 0, "a 5 7 |", noDatabase("updateWeightToClassifier")},
-        {"a 5 7 | !", trigger, {4165, 0, 2}, 0, "a 5 2 |", {}},
-        {"! | a 1 2 3", classify, {0, 9}, 0, "| a 1 2 3", noDatabase("updateToClassifierDataBase")},
-        {"! | a 1 2 3", weigh, {5}, 0, "| a 1 2 3", noDatabase("updateWeightToTessary")},
-        {"! | a 1 2 3", tell, {5, 6, 7}, 0, "| a 1 2 3", noDatabase("updateWeightToClassifier")},
-        {"! | a 1 2 3", trigger, {4166, 0, 0}, 0, "| a 1 2 3", noDatabase("runAsync")},
-        {"! | a 1 2 3", query, {0}, 0, "| a 1 2 3", {}},
-    };
-    for (const auto& [before, operation, values, result, after, log] : outcomes) {
-        store(before);
-        device.dropLog();
-        EXPECT_EQ(call(operation, "a", values), result) << before;
-        EXPECT_EQ(stored(), after + " ") << before;
-        EXPECT_EQ(device.takeLog(), log) << before;
+/// Adds rows to a table, by a store of the test's own.
+template <typename T, typename Rows>
+void insert(const std::string& file, const std::string& table, const Rows& rows) {
+    VelDatabase<T> store(0, file, table);
+    store.openVeldb();
+    for (const auto& [name, payload] : rows) {
+        auto added = store.getRow(1);
+        added[0]->appName = name;
+        added[0]->payload = payload;
+        store.cacheRow(added);
     }
 }
 
-TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpen) {
-    start("no/Tessary");
+/// Reads a table without the store: the blob of each row must be the image of a `T`.
+template <typename T>
+auto rowsOf(const std::filesystem::path& file, const std::string& table) {
+    std::vector<std::pair<std::string, T>> rows;
+    for (const BlobRow& row : Sql(file).blobs("SELECT appName, blob FROM " + table + " ORDER BY rowid")) {
+        EXPECT_EQ(row.blob.size(), sizeof(T));
+        std::memcpy(&rows.emplace_back(row.name, T{}).second, row.blob.data(), std::min(row.blob.size(), sizeof(T)));
+    }
+    return rows;
+}
+
+enum class Missing { nothing, classifierDatabase, heavyGameDatabase };
+
+using Call = std::function<int(FeatureProbe&)>;
+
+Call classify(std::string name, int type) {
+    return [=](FeatureProbe& feature) mutable { return feature.updateToClassifierDataBase(name, 255, type); };
+}
+Call remove(std::string name) {
+    return [=](FeatureProbe& feature) mutable { return feature.updateToClassifierDataBase(name, 0, 1); };
+}
+Call weigh(std::string name, int weight) {
+    return [=](FeatureProbe& feature) mutable { return feature.updateWeightToTessary(name, weight); };
+}
+Call report(std::string name, const std::vector<int>& values) {
+    return [=](FeatureProbe& feature) mutable { return feature.updateWeightToClassifier(name, values); };
+}
+Call setData(std::string name, const std::vector<int>& values) {
+    return [=](FeatureProbe& feature) mutable { return feature.setData(name, values); };
+}
+Call writePeaks(std::string name, const std::vector<int>& values) {
+    return [=](FeatureProbe& feature) mutable { return feature.writeHeavyGameDb(name, values); };
+}
+Call trigger(unsigned id, unsigned argument, std::string name, int value) {
+    return [=](FeatureProbe& feature) { return feature.runAsync({id, argument, name, value}), 0; };
+}
+Call query(std::string name, int selector) {
+    return [=](FeatureProbe& feature) mutable {
+        featureData data{-7};
+        return feature.getData(name, data, selector) + data.value;
+    };
+}
+
+Lines noEntry(const std::string& operation) {
+    return {"E Tessary: " + operation + "() #: No entry found for the app in classifier, cannot updateinfo"};
+}
+Lines noDatabase(const std::string& operation) {
+    return {"E Tessary: " + operation + "() #: No Classifier Database Available"};
+}
+
+struct Case {
+    const char* name;
+    Tables before;
+    Call call;
+    int result;
+    Tables after;
+    Lines log = {};
+    Missing missing = Missing::nothing;
+};
+
+const Tables known{{{"a", {5, 7}}}, {}};
+const Tables knownWithPeaks{{{"a", {5, 7}}}, {{"a", {1, 2, 3}}}};
+const Tables twice{{{"a", {5, 7}}, {"a", {6, 8}}}, {}};
+const Tables onlyPeaks{{}, {{"a", {1, 2, 3}}}};
+const auto noClassifier = Missing::classifierDatabase;
+const auto noHeavyGame = Missing::heavyGameDatabase;
+
+// clang-format off
+const Case cases[] = {
+    {"classifying an unknown application adds it with weight 0", {}, classify("a", 17), 1, {{{"a", {17, 0}}}, {}}},
+    {"classifying a known one keeps its weight and peaks",
+     knownWithPeaks, classify("a", 9), 1, {{{"a", {9, 7}}}, {{"a", {1, 2, 3}}}}},
+    {"classifying deletes duplicates, and no other application",
+     {{{"b", {1, 1}}, {"a", {5, 7}}, {"a", {6, 8}}}, {{"a", {1, 2, 3}}}}, classify("a", 9), 0,
+     {{{"b", {1, 1}}}, {{"a", {1, 2, 3}}}}},
+    {"a removal deletes every row of the application, and no other",
+     {{{"b", {1, 1}}, {"a", {5, 7}}, {"a", {6, 8}}}, {{"a", {1, 2, 3}}, {"a", {4, 5, 6}}, {"b", {1, 2, 3}}}}, remove("a"), 1,
+     {{{"b", {1, 1}}}, {{"b", {1, 2, 3}}}}},
+    {"a removal works without a heavy-game database", known, remove("a"), 1, {}, {}, noHeavyGame},
+    {"a removal needs the classifier database",
+     onlyPeaks, remove("a"), 0, onlyPeaks, noDatabase("updateToClassifierDataBase"), noClassifier},
+
+    {"a weight is stored unchecked",
+     knownWithPeaks, weigh("a", INT_MIN), 1, {{{"a", {5, INT_MIN}}}, {{"a", {1, 2, 3}}}}},
+    {"a weight needs a known application", {}, weigh("a", 5), 0, {}, noEntry("updateWeightToTessary")},
+    {"a weight is refused for duplicates", twice, weigh("a", 5), 0, twice, noEntry("updateWeightToTessary")},
+    {"a weight needs no heavy-game database", known, weigh("a", 9), 1, {{{"a", {5, 9}}}, {}}, {}, noHeavyGame},
+    {"a weight needs the classifier database",
+     {}, weigh("a", 5), 0, {}, noDatabase("updateWeightToTessary"), noClassifier},
+
+    {"a first report stores its values and the verdict",
+     known, report("a", {0, 1899, 0}), 1, {{{"a", {5, 0}}}, {{"a", {0, 1899, 0}}}}},
+    {"the verdict is 1 from 1900 on", known, report("a", {0, 1900, 0}), 1, {{{"a", {5, 1}}}, {{"a", {0, 1900, 0}}}}},
+    {"the first and the third value count twice",
+     known, report("a", {475, 0, 475}), 1, {{{"a", {5, 1}}}, {{"a", {475, 0, 475}}}}},
+    {"the sum wraps at 32 bits", known, report("a", {INT_MIN, -1, 0}), 1, {{{"a", {5, 0}}}, {{"a", {INT_MIN, -1, 0}}}}},
+    {"the difference wraps as well",
+     known, report("a", {INT_MIN, INT_MIN, 0}), 1, {{{"a", {5, 1}}}, {{"a", {INT_MIN, INT_MIN, 0}}}}},
+    {"a later report raises each peak by itself",
+     {{{"a", {5, 0}}}, {{"b", {9, 9, 9}}, {"a", {400, 900, 100}}}}, report("a", {300, 1000, 200, 9}), 1,
+     {{{"a", {5, 1}}}, {{"b", {9, 9, 9}}, {"a", {400, 1000, 200}}}}},
+    {"a report needs three values", known, report("a", {1000, 0}), 0, known},
+    {"a report needs a known application",
+     onlyPeaks, report("a", {1000, 0, 0}), 0, onlyPeaks, noEntry("updateWeightToClassifier")},
+    {"a report is refused for duplicates",
+     twice, report("a", {1000, 0, 0}), 0, twice, noEntry("updateWeightToClassifier")},
+    {"a report is refused for duplicate peaks",
+     {{{"a", {5, 7}}}, {{"a", {1, 2, 3}}, {"a", {4, 5, 6}}}}, report("a", {1000, 0, 0}), 0,
+     {{{"a", {5, 7}}}, {{"a", {1, 2, 3}}, {"a", {4, 5, 6}}}}},
+    {"a report needs the heavy-game database",
+     known, report("a", {1, 2, 3}), 0, known, noDatabase("updateWeightToClassifier"), noHeavyGame},
+    {"a report needs the classifier database",
+     onlyPeaks, report("a", {5, 6, 7}), 0, onlyPeaks, noDatabase("updateWeightToClassifier"), noClassifier},
+    {"setData reports and always returns 0",
+     known, setData("a", {950, 0, 0}), 0, {{{"a", {5, 1}}}, {{"a", {950, 0, 0}}}}},
+    {"setData returns 0 also when it is refused",
+     {}, setData("a", {950, 0, 0}), 0, {}, noEntry("updateWeightToClassifier")},
+    {"peaks can be added alone", {}, writePeaks("a", {1, 2, 3}), 1, onlyPeaks},
+    {"peaks need the heavy-game database", known, writePeaks("a", {1, 2, 3}), 0, known, {}, noHeavyGame},
+
+    {"trigger 4164 splits its argument", known, trigger(4164, 0xFFFFFFFF, "a", 1), 0, {{{"a", {0xFFFFFF, 7}}}, {}}},
+    {"trigger 4164 with operation 0 removes", knownWithPeaks, trigger(4164, 0x00FFFFFF, "a", 1), 0, {}},
+    {"trigger 4165 sets the weight", known, trigger(4165, 1, "a", -2), 0, {{{"a", {5, -2}}}, {}}},
+    {"other triggers are ignored", known, trigger(4166, 7, "a", 1), 0, known},
+    {"any trigger tells once of a missing database",
+     onlyPeaks, trigger(4164, 0, "a", 0), 0, onlyPeaks, noDatabase("runAsync"), noClassifier},
+    {"other triggers tell of it too", {}, trigger(4166, 0, "a", 0), 0, {}, noDatabase("runAsync"), noClassifier},
+
+    {"selector 1 asks for the weight", known, query("a", 1), 7, known},
+    {"any other selector asks for the type", known, query("a", 2), 5, known},
+    {"the first of duplicates answers", twice, query("a", 0), 5, twice},
+    {"an unknown application answers 0", known, query("b", 0), 0, known},
+    {"without the database the answer is 0", {}, query("a", 1), 0, {}, {}, noClassifier},
+};
+// clang-format on
+
+class FeatureTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(device.takeLog(), Lines{}) << "no line that the test did not expect"; }
+
+    /// Starts the feature again, on files that hold `tables`.
+    void start(const Tables& tables, const std::string& name = "Tessary") {
+        feature.reset();
+        std::filesystem::remove_all(device.file());
+        std::filesystem::create_directory(device.file());
+        insert<TessaryDatabase>(name + ".db", "Tessary", tables.classifications);
+        insert<HeavyGameClassifierDatabase>(name + "HeavyGame.db", "HeavyGame", tables.peaks);
+        feature = std::make_unique<FeatureProbe>(name);
+    }
+    Tables stored() const {
+        return {rowsOf<TessaryDatabase>(device.file("Tessary.db"), "Tessary"),
+                rowsOf<HeavyGameClassifierDatabase>(device.file("TessaryHeavyGame.db"), "HeavyGame")};
+    }
+
+    Device device;
+    std::unique_ptr<FeatureProbe> feature;
+};
+
+TEST_F(FeatureTest, EachCallHasThisOutcome) {
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.name);
+        start(row.before);
+        if (row.missing == noClassifier) {
+            feature->appDb.reset();
+        } else if (row.missing == noHeavyGame) {
+            feature->heavyGameDb.reset();
+        }
+        EXPECT_EQ(row.call(*feature), row.result);
+        EXPECT_EQ(print(stored()), print(row.after));
+        EXPECT_EQ(device.takeLog(), row.log);
+    }
+}
+
+TEST_F(FeatureTest, AnyNameIsOneApplicationUnlessItIsRefused) {
+    const Lines names{"a",   "A", "a ", "a'", "''",         "' OR '1'='1",  "a') OR ('a') = ('a",   "a'--",
+                      "a\\", "%", "\"", "?1", "\x01\n\x7F", "\xC3\x28\xFF", std::string(5000, '\'')};
+    start({});
+    int type = 0;
+    for (const std::string& name : names) {
+        feature->classify(name, static_cast<unsigned>(++type));
+        feature->report(name, {type, 0, 0});
+    }
+    for (const std::string& refused : {""s, "\0"s, "a\0"s, "\0a"s, "a\0'a"s}) {
+        feature->classify(refused, 99);
+        feature->weigh(refused, 99);
+        feature->report(refused, {99, 99, 99});
+        feature->remove(refused);
+        EXPECT_EQ(writePeaks(refused, {1, 2, 3})(*feature) + feature->type(refused) + feature->weight(refused), 0);
+    }
+    EXPECT_EQ(device.takeLog().size(), 0U) << "a refusal says nothing";
+    Tables expected;
+    type = 0;
+    for (const std::string& name : names) {
+        EXPECT_EQ(feature->type(name), ++type) << name;
+        expected.classifications.push_back({name, {type, 0}});
+        expected.peaks.push_back({name, {type, 0, 0}});
+    }
+    EXPECT_EQ(print(stored()), print(expected));
+    for (const std::string& name : names) {
+        feature->remove(name);
+        EXPECT_EQ(feature->type(name), 0) << name;
+    }
+    EXPECT_EQ(print(stored()), "");
+}
+
+TEST_F(FeatureTest, ChangesItsTablesInTheOrderThatAFaultCanBearBest) {
+    start(knownWithPeaks);
+    const StatementTrace trace;
+    feature = std::make_unique<FeatureProbe>("Tessary");
+    const struct {
+        const char* name;
+        Call call;
+        std::string first, second;
+    } orders[] = {
+        {"a report writes the peaks first", report("a", {1000, 0, 0}), "UPDATE HeavyGame", "UPDATE Tessary"},
+        {"a removal deletes the peaks last", remove("a"), "DELETE FROM Tessary", "DELETE FROM HeavyGame"},
+        {"a new application ends in an empty delete", classify("b", 1), "INSERT INTO Tessary",
+         "COMMIT TRANSACTION;\nBEGIN"},
+    };
+    for (const auto& [name, call, first, second] : orders) {
+        StatementTrace::take();
+        call(*feature);
+        const std::string statements = StatementTrace::take();
+        EXPECT_LT(statements.find(first), statements.find(second)) << name;
+        EXPECT_NE(statements.find(second), std::string::npos) << name;
+    }
+}
+
+TEST_F(FeatureTest, PropertiesCountAsTheyWereWhenItWasMade) {
+    const struct {
+        const char* value;
+        bool ignoresWeights, traces;
+    } properties[] = {{"true", true, true},   {"1", false, true},      {"True", false, false},
+                      {"TRUE", false, false}, {"true ", false, false}, {"", false, false}};
+    for (const auto& [value, ignoresWeights, traces] : properties) {
+        property_set("ro.vendor.perf.wlc.heavygame", value);
+        property_set("vendor.debug.trace.perf", value);
+        start(known);
+        property_set("ro.vendor.perf.wlc.heavygame", "");
+        property_set("vendor.debug.trace.perf", "");
+        feature->weigh("a", 250);
+        EXPECT_EQ(feature->weight("a"), ignoresWeights ? 7 : 250) << value;
+        EXPECT_EQ(feature->tracePerf, traces) << value;
+    }
+}
+
+TEST_F(FeatureTest, StartsWithTheseMembers) {
+    alignas(FeatureProbe) unsigned char memory[sizeof(FeatureProbe)];
+    std::memset(memory, 0xAA, sizeof(memory)); // what is not initialised shows
+    auto* made = new (memory) FeatureProbe("X");
+    EXPECT_EQ(made->name + made->info.name, "XX");
+    EXPECT_EQ(made->auxValue + made->info.param + made->stateAux, 0);
+    EXPECT_EQ(made->handle, -1);
+    EXPECT_FALSE(made->flag1 || made->flag2 || made->flag3 || made->flag4 || made->heavyGameEnabled);
+    EXPECT_TRUE(made->ownedObjectA == nullptr && made->ownedObjectB == nullptr);
+    made->~FeatureProbe();
+}
+
+TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpenAndOpensThemOnce) {
+    feature = std::make_unique<FeatureProbe>("no/Tessary");
     EXPECT_TRUE(feature->appDb == nullptr && feature->heavyGameDb == nullptr);
     const std::string open = "E VELDB: openVeldb() #: ERROR:Db=/data/vendor/vel/no/";
     const std::string failed = "() #: Error in DB initialization - createFeatureInputDb  -1";
@@ -144,137 +319,44 @@ TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpen) {
                      open + "TessaryHeavyGame.db sql open failed, err=14\n", "E Tessary: createHeavyGameDb" + failed}));
     std::filesystem::create_directory(device.file("no"));
     feature->createFeatureInputDb();
-    EXPECT_EQ(call(classify, "a", {1, 9}), 1) << "tried again";
+    ASSERT_NE(feature->appDb, nullptr) << "a second try opens it";
+    const sqlite3* connection = connectionOf(*feature->appDb);
+    feature->createFeatureInputDb();
+    EXPECT_EQ(connectionOf(*feature->appDb), connection) << "it is not opened again";
 }
 
-TEST_F(FeatureTest, ReadsItsPropertiesOnce) {
-    for (const std::string value : {"true", "True", "TRUE", "1", "", "false", "true "}) {
-        property_set(heavyGame, value.c_str());
-        property_set("vendor.debug.trace.perf", value.c_str());
-        start("Tessary");
-        EXPECT_EQ(feature->tracePerf, value == "true" || value == "1");
-        property_set(heavyGame, "true");
-        call(classify, "a", {1, 5});
-        call(weigh, "a", {7});
-        call(trigger, "a", {4165, 0, 250});
-        EXPECT_EQ(call(query, "a", {1}), value == "true" ? 7 : 250) << value;
-    }
-    property_set(heavyGame, ""); // the process may go on with another test
-}
-
-TEST_F(FeatureTest, ReportsWritePeaksFirstAndRemovalsDeleteThemLast) {
-    store("a 5 7 | a 1 2 3");
-    for (const auto& [operation, first, second] : {std::tuple(report, "UPDATE HeavyGame", "UPDATE Tessary"),
-                                                   {classify, "DELETE FROM Tessary", "DELETE FROM HeavyGame"}}) {
-        trace.take();
-        call(operation, "a", {0, 500, 900});
-        const std::string statements = trace.take();
-        EXPECT_LT(statements.find(first), statements.find(second));
-        EXPECT_NE(statements.find(second), std::string::npos);
-    }
-}
-
-std::string deletions;
+/// Tells in `deletions` when it is deleted, and whether the databases are open then.
 struct Owned : FeatureOwnedObject {
-    Owned(const Device& on, const char* called) : device(on), name(called) {}
+    Owned(Lines& record, const Device& on, std::string id) : deletions(record), device(on), name(std::move(id)) {}
     ~Owned() override {
-        deletions += name + std::string(std::filesystem::exists(device.file(".db-wal")) ? " open " : "");
+        deletions.push_back(name + (std::filesystem::exists(device.file(".db-wal")) ? " before" : " after"));
     }
+    Lines& deletions;
     const Device& device;
-    const char* name;
+    std::string name;
 };
 
-TEST_F(FeatureTest, WritesItsQueueAndClosesWhenDeleted) {
-    start("");
-    feature->ownedObjectA = new Owned(device, "A");
-    feature->ownedObjectB = new Owned(device, "B");
-    auto queued = feature->appDb->getRow(1);
-    queued[0]->appName = "queued";
-    feature->appDb->cacheRow(queued);
-    std::unique_ptr<Feature>(std::move(feature)).reset();
-    EXPECT_EQ(deletions, "A open B open ");
-    EXPECT_FALSE(std::filesystem::exists(device.file(".db-wal"))) << "closed";
+TEST_F(FeatureTest, DeletesItsObjectsThenWritesAndClosesItsDatabasesInOrder) {
+    const StatementTrace trace;
+    Lines deletions;
+    feature = std::make_unique<FeatureProbe>("");
+    feature->ownedObjectA = new Owned(deletions, device, "A");
+    feature->ownedObjectB = new Owned(deletions, device, "B");
+    auto app = feature->appDb->getRow(1);
+    auto peaks = feature->heavyGameDb->getRow(1);
+    app[0]->appName = peaks[0]->appName = "queued";
+    feature->appDb->cacheRow(app);
+    feature->heavyGameDb->cacheRow(peaks);
+    StatementTrace::take();
+    std::unique_ptr<Feature>(std::move(feature)).reset(); // as the host does
+    EXPECT_EQ(deletions, (Lines{"A before", "B before"}));
+    const std::string statements = StatementTrace::take();
+    EXPECT_LT(statements.find("INSERT INTO Tessary"), statements.find("INSERT INTO HeavyGame"));
+    EXPECT_FALSE(std::filesystem::exists(device.file(".db-wal")) ||
+                 std::filesystem::exists(device.file("HeavyGame.db-wal")))
+        << "closed";
     EXPECT_EQ(Sql(device.file(".db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
-    EXPECT_EQ(Sql(device.file("HeavyGame.db")).table("HeavyGame"), Lines{});
-}
-
-struct Application {
-    int type = 0, weight = 0;
-    Values peaks;
-};
-
-class AgainstAModel : public FeatureTest {
-protected:
-    int pick(std::initializer_list<int> choices) { return choices.begin()[random() % choices.size()]; }
-
-    /// Makes a random call, and does in the model what it should do.
-    void play(const std::string& name) {
-        const int kind = pick({4164, 4165, 0, 0}), op = pick({0, 1, 127, -128}), type = pick({0, 1, 0xFFFFFF});
-        Values values{kind, op * 0x1000000 | type, pick({INT_MIN, 0, 1, 250})};
-        if (kind == 0) {
-            values.resize(static_cast<std::size_t>(pick({2, 3, 3, 4})));
-            std::generate(values.begin(), values.end(), [this] {
-                return pick({INT_MIN, -1, 0, 380, 500, 950, 1900, INT_MAX});
-            });
-        }
-        call(kind == 0 ? tell : trigger, name, values);
-        if (kind == 4164) {
-            op == 0 ? void(model.erase(name)) : void(model[name].type = type);
-        } else if (const auto known = model.find(name); known != model.end()) {
-            if (kind == 4165 && !weightsIgnored) {
-                known->second.weight = values[2];
-            } else if (kind == 0 && values.size() >= 3) {
-                Values& peaks = known->second.peaks;
-                peaks.resize(3, INT_MIN);
-                std::transform(peaks.begin(), peaks.end(), values.begin(), peaks.begin(),
-                               [](int one, int other) { return std::max(one, other); });
-                known->second.weight = static_cast<int>(2LL * peaks[0] + peaks[1] + 2LL * peaks[2] - 1700) > 199;
-            }
-        }
-    }
-    std::string modelled() const {
-        std::ostringstream types, peaks;
-        for (const auto& [name, app] : model) {
-            types << name << " " << app.type << " " << app.weight << " ";
-            peaks << (app.peaks.empty() ? "" : name + " ");
-            std::copy(app.peaks.begin(), app.peaks.end(), std::ostream_iterator<int>(peaks, " "));
-        }
-        return types.str() + "| " + peaks.str();
-    }
-
-    std::mt19937 random;
-    std::map<std::string, Application> model;
-    bool weightsIgnored = false;
-};
-
-TEST_F(AgainstAModel, RandomCallsLeaveTheSameRowsWhateverTheNames) {
-    const Lines names{"a",   "A",    "a ",           "a'",         "''", "' OR '1'='1", "a') OR ('a') = ('a",    "a'--",
-                      "a\\", "%",    "\xC3\x28\xFF", "\x01\n\x7F", "\"", "?1",          std::string(5000, '\''), "",
-                      "\0"s, "a\0"s, "\0a"s,         "a\0'a"s};
-    for (const unsigned seed : {1U, 2U, 3U, std::random_device{}()}) {
-        random.seed(seed);
-        for (int count = 0; count < 400 && !HasFailure(); ++count) {
-            SCOPED_TRACE("seed " + std::to_string(seed) + ", call " + std::to_string(count));
-            if (count % 40 == 0) {
-                weightsIgnored = random() % 2 == 0;
-                property_set(heavyGame, weightsIgnored ? "true" : "false");
-                start("Tessary");
-            }
-            const std::string& name = names[random() % names.size()];
-            trace.take();
-            play(name);
-            const bool refused = name.empty() || name.find('\0') != std::string::npos;
-            if (refused) {
-                model.erase(name);
-            }
-            const Application expected = model.count(name) == 0 ? Application{} : model.at(name);
-            EXPECT_EQ(call(query, name, {0}), expected.type);
-            EXPECT_EQ(call(query, name, {1}), expected.weight);
-            EXPECT_EQ(trace.take().empty(), refused) << "a row is read, unless the name is refused";
-            EXPECT_EQ(stored(), modelled());
-            device.dropLog();
-        }
-    }
+    EXPECT_EQ(Sql(device.file("HeavyGame.db")).table("HeavyGame").size(), 1U);
 }
 
 } // namespace
