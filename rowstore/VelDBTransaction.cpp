@@ -28,8 +28,8 @@ VelDBTransaction::~VelDBTransaction() {
 void VelDBTransaction::commit() { runOrRollBack("COMMIT TRANSACTION;"); }
 
 void VelDBTransaction::runOrRollBack(const char* sql, int line) {
-    // A BEGIN fails also when an earlier transaction could not be rolled back: this ROLLBACK ends it. It fails, and says
-    // so, when none is open.
+    // A BEGIN fails also when an earlier transaction could not be rolled back: this ROLLBACK ends it. It fails, and
+    // says so, when none is open.
     if (!VelDBStatement::execute(db, sql, log, VelDBLog::Prefix::sqlError, line)) {
         VelDBStatement::execute(db, rollbackSql, log, VelDBLog::Prefix::sqlError);
     }
