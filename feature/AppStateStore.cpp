@@ -1,8 +1,8 @@
 #include "host/AppState.h"
 #include "rowstore/VelDatabase.h"
 
-// The row store supports the host's application-state table, though this plug-in has none. Compiling its operations,
-// but for those that make or read rows, keeps that true; the linker drops what nobody calls.
+// The row store supports the host's application-state table, which this plug-in does not have. Compiling the operations
+// that such a store has shows that they still fit; the linker drops them.
 template VelDatabase<AppState>::~VelDatabase();
 template int VelDatabase<AppState>::openVeldb();
 template int VelDatabase<AppState>::VelDatabaseInit();

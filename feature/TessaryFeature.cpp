@@ -26,11 +26,11 @@ constexpr std::uint32_t typeMask = 0x00FFFFFF;
 constexpr int weightSelector = 1;
 constexpr int operationRemove = 0;
 constexpr std::size_t measurementCount = 3;
-// Not added up to 1900: where the difference wraps, the two comparisons disagree.
+// Not one threshold of 1900: where the difference wraps, the two comparisons disagree.
 constexpr std::uint32_t verdictOffset = 1700;
 constexpr std::int32_t verdictThreshold = 199;
 
-// The messages of the feature, each with its one home. They end without a line break, unlike the row store's.
+// The feature's messages. Unlike the row store's, they end without a line break.
 
 constexpr char component[] = "Tessary";
 
@@ -42,12 +42,12 @@ void logNoEntry(const char* operation, int line = __builtin_LINE()) {
     VEL_LOG_ERROR("No entry found for the app in classifier, cannot updateinfo", component, operation, line);
 }
 
-/// One text for both databases, as readers of logs know it: the operation before it tells which.
+/// One text for both databases; people search logs for it. The operation's name tells which database it is.
 void logNotOpened(const char* operation, int result, int line) {
     VEL_LOG_ERROR("Error in DB initialization - createFeatureInputDb  %d", component, operation, line, result);
 }
 
-/// Leaves `store` null when there is no memory for it or it cannot be opened; does nothing when it is open.
+/// Does nothing when `store` is open. Leaves it null when out of memory or when it cannot be opened.
 template <typename T>
 void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, const char* ending,
                const char* tableName, const char* operation, int line = __builtin_LINE()) {
@@ -56,7 +56,7 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
     }
     store.reset(new (std::nothrow) VelDatabase<T>(0, name + ending, tableName));
     if (store == nullptr) {
-        return; // in silence: the changes that need the store will say that it is missing
+        return; // not logged: the first change that needs the store logs that it is missing
     }
     const int result = store->openVeldb();
     if (result != VELDB_SUCCESS) {
@@ -65,28 +65,28 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
     }
 }
 
-/// Exactly "true", not what else a property may hold for yes.
+/// Only "true" counts, not "1" or "yes".
 bool readHeavyGameProperty() {
     const PropVal property = perf_get_prop("ro.vendor.perf.wlc.heavygame", "false");
-    // Bounded: a value of full length might come without its NUL.
+    // Bounded: a value that fills the buffer may lack its NUL.
     const std::string value(property.value, strnlen(property.value, sizeof(property.value)));
     return value == "true";
 }
 
-/// An empty name would select every application's rows. With a NUL byte no query compiles, so that the application
-/// would never be found and each classification would add a row.
+/// An empty name would select every application's rows. A query with a NUL byte does not compile: the application would
+/// never be found, and each classification would add a row.
 bool isApplicationName(const std::string& appName) {
     return !appName.empty() && appName.find('\0') == std::string::npos;
 }
 
-/// The rows of one application: none, one or, after a fault, several.
+/// Returns the rows of one application: none, one or, after a fault, several.
 template <typename T>
 VelDBRowLoan<T> lookUp(VelDatabase<T>& store, const std::string& appName) {
     const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
     return {store, store.template readAllocateDR<T>(key, 0, veldbOrderByNone, veldbDirNone)};
 }
 
-/// Adds a row for an application that has none. Returns false when no row could be had.
+/// Adds a row for an application that has none. Returns false when out of memory for the row.
 template <typename T>
 bool insertRow(VelDatabase<T>& store, const std::string& appName, const T& payload) {
     VelDBRowLoan<T> added(store, store.getRow(1));
@@ -111,8 +111,9 @@ int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, in
         known.write();
         return 1;
     }
-    // Several rows are a fault that nothing can decide: all go, and the next trigger starts afresh. With none, the same
-    // step deletes nothing.
+    // Duplicates: nobody can tell which row is right, so all are deleted. The next trigger adds one. An unknown
+    // application comes here too, with nothing to delete: the agreed sequence of calls includes this delete. It costs a
+    // second, empty transaction.
     const bool added = known.empty() && insertRow(store, appName, TessaryDatabase{type});
     known.remove();
     return added ? 1 : 0;
@@ -143,7 +144,7 @@ TessaryFeature::TessaryFeature(FeatureInfo description) : Feature(std::move(desc
 }
 
 TessaryFeature::~TessaryFeature() {
-    // In the order that the host expects: its objects, the classifier database, the heavy-game database.
+    // The host expects this order.
     delete ownedObjectA;
     ownedObjectA = nullptr;
     delete ownedObjectB;
@@ -159,7 +160,7 @@ void TessaryFeature::createHeavyGameDb() {
 }
 
 void TessaryFeature::runAsync(AsyncTriggerPayload payload) {
-    // Before the code is looked at: a trigger of any code tells of a missing database.
+    // Before the code is checked: a trigger of any code logs the missing database.
     if (appDb == nullptr) {
         logNoDatabase("runAsync");
         return;
@@ -196,7 +197,7 @@ int TessaryFeature::updateToClassifierDataBase(std::string& appName, int op, int
     if (op != operationRemove) {
         return classify(*appDb, appName, type);
     }
-    // The classification first: no answer ever rests on peaks that a failure in between leaves behind.
+    // The classification first. If the second removal fails, no query answers from the peaks that stay.
     removeRows(*appDb, appName);
     if (heavyGameDb != nullptr) {
         removeRows(*heavyGameDb, appName);
@@ -236,11 +237,11 @@ int TessaryFeature::updateWeightToClassifier(std::string& appName, std::vector<i
         return 0;
     }
     VelDBRowLoan<HeavyGameClassifierDatabase> stored = lookUp(*heavyGameDb, appName);
-    // Which of several rows is right cannot be told; a removal clears them all.
+    // Duplicates: nobody can tell which row is right. A removal deletes them all.
     if (stored.size() > 1) {
         return 0;
     }
-    // The peaks are written first. If the weight then fails, the next report makes up for it.
+    // The peaks first. If the weight then fails, the next report sets it.
     HeavyGameClassifierDatabase peaks{values[0], values[1], values[2]};
     if (stored.empty()) {
         writeHeavyGameDb(appName, std::move(values));
@@ -271,7 +272,7 @@ int TessaryFeature::getAppWeight(std::string& appName) {
 
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): called by the host as a member
 int TessaryFeature::calculateWeight(int a, int b, int c) {
-    // Unsigned, because it wraps; the verdict compares the wrapped result as signed.
+    // Unsigned, because the sum may wrap. The wrapped result is compared as signed.
     const auto sum =
         static_cast<std::uint32_t>(b) + 2U * (static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(c));
     const auto excess = static_cast<std::int32_t>(sum - verdictOffset);
