@@ -3,10 +3,10 @@
 
 #include <cstdint>
 
-/// The payload record of the host's application-state table. The row store can keep it; this plug-in never creates,
-/// reads or writes such a table and gives the field no meaning.
+/// The payload record of the host's application-state table. The row store can keep it. This plug-in has no such table
+/// and gives the field no meaning.
 struct AppState {
-    /// The host's; stored and read back as it is.
+    /// The host's. Stored unchanged.
     std::int32_t state;
 };
 

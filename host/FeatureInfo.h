@@ -11,12 +11,12 @@
 
 #include "host/Export.h"
 
-// The host's description of a feature. The records cross the plug-in boundary by value, so the declaration order and
-// the types of the fields are part of the binary contract. A plug-in reads FeatureInfo::name and carries the rest.
+// The host's description of a feature. The records cross the plug-in boundary by value: order and types of the fields
+// are part of the binary contract. A plug-in reads only FeatureInfo::name and copies the rest.
 
-/// One asynchronous event that a meter reacts to. A plain record; what its fields mean is the host's matter.
+/// One asynchronous event that a meter reacts to. Only the host knows what the fields mean.
 struct HOST_EXPORT AsyncInfo {
-    /// The first field of the record, and the last sort key.
+    /// First field, but last sort key.
     bool flag = false;
     std::uint32_t id = 0;
     std::int32_t kind = 0;
@@ -27,7 +27,7 @@ struct HOST_EXPORT AsyncInfo {
     }
 };
 
-/// One meter of a feature. Carried by the plug-in, never read.
+/// One meter of a feature.
 struct HOST_EXPORT MeterInfo {
     std::string name;
     /// Ordered and unique by AsyncInfo's own ordering.
@@ -37,12 +37,12 @@ struct HOST_EXPORT MeterInfo {
     std::int32_t param = 0;
 };
 
-/// The description from which a factory builds a feature. Passed by value; the feature keeps it for its lifetime.
-/// Copying it throws std::bad_alloc.
+/// The description from which a factory builds a feature. Passed by value; the feature keeps its copy.
+/// Copying throws std::bad_alloc.
 struct HOST_EXPORT FeatureInfo {
-    /// The feature's name; its database files are named after it, so it must be fit for a file name.
+    /// The feature's name. Must be usable as a file name: the database files are named after it.
     std::string name;
-    // What follows is the host's: a plug-in carries it unread.
+    // The host's; a plug-in does not read them.
     std::unordered_map<unsigned int, std::unordered_set<int>> idSets;
     std::int32_t param = 0;
     std::vector<MeterInfo> meters;

@@ -13,21 +13,20 @@
 class Feature;
 struct FeatureInfo;
 
-// How the host finds a plug-in: when the plug-in is loaded, a static Registry object enters a factory into a map that
-// all plug-ins share. The map and its lock live in the host library alone.
+// How the host finds a plug-in: while the plug-in is loaded, a static Registry object enters a factory into a map that
+// all plug-ins share. The host library holds the map and its lock.
 
 /// The shared map from feature name to factory, one per base class and description type.
 template <typename Base, typename Info>
 class HOST_EXPORT RegistryBase {
 public:
-    /// Makes a feature from its description; null when memory ran out. The caller owns the feature. What its
-    /// construction throws passes.
+    /// Returns a new feature, owned by the caller, or null when out of memory. Throws what the construction throws.
     using FeatureFactory = Base* (*)(Info);
     /// From the name that a plug-in registers to its factory.
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
 
-    /// Returns the map, which it creates when there is none yet; null when memory ran out (the next call tries again).
-    /// The map stays the registry's. The caller must hold `mMutex`.
+    /// Returns the map, owned by the registry, and creates it if there is none. Returns null when out of memory; the
+    /// next call tries again. The caller must hold `mMutex`.
     static ClassMap* getMap() {
         if (classList == nullptr) {
             classList = new (std::nothrow) ClassMap;
@@ -35,34 +34,34 @@ public:
         return classList;
     }
 
-    /// Null until the map is first needed; the map is never destroyed, since plug-ins may be loaded at any time.
+    /// Null until the map is first needed. Never destroyed: a plug-in may be loaded at any time.
     static ClassMap* classList;
-    /// Guards `classList` and the map. Held while an entry is made or looked up, or the lack of a map is logged.
+    /// Guards `classList` and the map. Hold it while an entry is made or looked up.
     static std::mutex mMutex;
 };
 
-// The host library defines both, once for all plug-ins.
+// Defined in the host library.
 template <>
 HOST_EXPORT RegistryBase<Feature, FeatureInfo>::ClassMap* RegistryBase<Feature, FeatureInfo>::classList;
 template <>
 HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
 
-/// The factory: returns a new `Derived` built from `info`, which the caller owns and deletes through `Base*`, or null
-/// when memory ran out. What the construction throws passes to the caller; nothing is left behind. Any thread.
+/// The factory. Returns a new `Derived` built from `info`, or null when out of memory. The caller deletes it through
+/// `Base*`. Throws what the construction throws; nothing is leaked. Thread-safe.
 template <typename Base, typename Info, typename Derived>
 HOST_EXPORT Base* createClassObj(Info info) {
     return new (std::nothrow) Derived(std::move(info));
 }
 
-/// Registers the factory of `Derived` for as long as the process lives: destroying the object takes nothing back, so a
-/// plug-in must stay loaded. A plug-in has one such object, static, which the loader constructs.
+/// Registers the factory of `Derived`. A plug-in has one static object of this class, which the loader constructs.
+/// Destroying it does not unregister, so a plug-in must stay loaded.
 template <typename Base, typename Info, typename Derived>
 class HOST_EXPORT Registry {
 public:
-    /// Enters the factory under `name`, under the registry lock. The first registration of a name wins; a later one is
-    /// dropped without a message. A null `name` registers nothing. Without a map the loss is logged.
-    /// Throws std::bad_alloc when the entry cannot be made; the lock is free then. From a static object, while a
-    /// library is loaded, that as a rule ends the process.
+    /// Enters the factory under `name`. The first registration of a name wins; a later one is dropped without a log
+    /// line. Does nothing when `name` is null. Logs when there is no memory for the map.
+    /// Takes `mMutex`. Throws std::bad_alloc when out of memory for the entry, with the lock free. Thrown while a
+    /// library is loaded, that usually ends the process.
     explicit Registry(const char* name) {
         if (name == nullptr) {
             return;

@@ -3,14 +3,14 @@
 
 #include <android/log.h>
 
-// The one log call of the product. Every line goes to the device's log under one tag and begins with the component
-// word, the operation's name and the source line, which are the first three arguments:
+// The one log call of the product. Every line has the same tag and begins with the component, the operation and the
+// source line, which are the first three arguments:
 //
 //     VEL_LOG_ERROR("No Classifier Database Available", "Tessary", "runAsync", __LINE__);
 //     "Tessary: runAsync() 178: No Classifier Database Available"
 //
-// A macro, because the message must stay part of one literal format that the compiler checks against its arguments.
-// Any thread may log; what the device's log answers is ignored.
+// A macro, so that the compiler checks the whole format, message included, against the arguments. Thread-safe. The
+// log's result is ignored: nothing could be done about it.
 
 #define VEL_LOG_TAG "ANDR-PERF-VEL"
 
