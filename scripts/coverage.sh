@@ -11,7 +11,7 @@ cmake --build "$variant"
 find "$variant" -name '*.gcda' -delete
 ctest --test-dir "$variant" --output-on-failure --parallel "$(nproc)" "$@"
 
-# The product's own objects: a test that makes another kind of store brings its own copy of the templates.
+# Only the product's own objects: a test that makes another kind of store has its own copy of the templates.
 coverage() {
   (cd "$variant" && gcovr --root "$project_root" --object-directory "$variant" \
     --filter "$project_root/feature/" --filter "$project_root/rowstore/" --filter "$project_root/host/" \

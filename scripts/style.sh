@@ -10,7 +10,7 @@ folders=(feature host rowstore platform workstation tests bench)
 find "${folders[@]}" \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format --dry-run --Werror
 echo "Format: clean."
 
-# tidy VARIANT PATTERN: checks the sources that match, each with the compile command it has in a variant that was built.
+# tidy VARIANT PATTERN: checks the sources that match, with the compile commands of a variant that was built.
 tidy() {
   [ -f "build/$1/compile_commands.json" ] || fail "build the variant '$1' first"
   run-clang-tidy -quiet -p "build/$1" -j "$(nproc)" "$2" >"build/tidy-$1.log" 2>&1 || {

@@ -14,7 +14,7 @@ namespace {
 
 std::mutex propertiesMutex;
 
-// Looked up by a key as it is, without a copy: reading a property needs no memory and cannot fail.
+// std::less<> looks a key up without copying it: reading a property needs no memory.
 std::map<std::string, std::string, std::less<>>& properties() {
     static std::map<std::string, std::string, std::less<>> values;
     return values;
