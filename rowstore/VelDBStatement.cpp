@@ -14,6 +14,18 @@ int sizeOf(const std::string& text) {
 
 } // namespace
 
+VelDBConnectionLock::VelDBConnectionLock(sqlite3* db) : mutex(sqlite3_db_mutex(db)) { sqlite3_mutex_enter(mutex); }
+
+VelDBConnectionLock::~VelDBConnectionLock() { sqlite3_mutex_leave(mutex); }
+
+VelDBStatement::~VelDBStatement() { sqlite3_finalize(handle); }
+
+void VelDBStatement::check(int code, int line) const {
+    if (code != SQLITE_OK) {
+        log.stepFailed(code, line);
+    }
+}
+
 bool VelDBStatement::execute(sqlite3* db, const char* sql, const VelDBLog& log, VelDBLog::Prefix prefix, int line) {
     const VelDBConnectionLock lock(db);
     if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {

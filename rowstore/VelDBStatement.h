@@ -17,8 +17,8 @@
 /// built without locks.
 class VelDBConnectionLock {
 public:
-    explicit VelDBConnectionLock(sqlite3* db) : mutex(sqlite3_db_mutex(db)) { sqlite3_mutex_enter(mutex); }
-    ~VelDBConnectionLock() { sqlite3_mutex_leave(mutex); }
+    explicit VelDBConnectionLock(sqlite3* db);
+    ~VelDBConnectionLock();
 
     VelDBConnectionLock(const VelDBConnectionLock&) = delete;
     VelDBConnectionLock& operator=(const VelDBConnectionLock&) = delete;
@@ -35,7 +35,7 @@ public:
     VelDBStatement(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
 
     /// Finalizes without a log line, unless `finalize` did.
-    ~VelDBStatement() { sqlite3_finalize(handle); }
+    ~VelDBStatement();
 
     VelDBStatement(const VelDBStatement&) = delete;
     VelDBStatement& operator=(const VelDBStatement&) = delete;
@@ -81,11 +81,7 @@ private:
     void assignText(int column, std::string& text) const;
 
     /// Logs `code` unless it is SQLITE_OK.
-    void check(int code, int line = __builtin_LINE()) const {
-        if (code != SQLITE_OK) {
-            log.stepFailed(code, line);
-        }
-    }
+    void check(int code, int line = __builtin_LINE()) const;
 
     sqlite3* db;
     const VelDBLog& log;
