@@ -12,10 +12,17 @@
 #include "platform/Log.h"
 #include "rowstore/VelDBRowLoan.h"
 
-// The feature's type information refers to that of Feature, which a host built without such information does not have:
-// the plug-in loads all the same. To build the plug-in without it is no way out: it would then carry its own copy of
-// std::exception's, and with a standard library that tells types apart by address it would catch none.
-__asm__(".weak _ZTI7Feature");
+#if !defined(__cpp_rtti) || !defined(__cpp_exceptions)
+#error "The plug-in needs run-time type information and exceptions, whatever its host is built with."
+// Without type information clang puts a second std::exception type into the plug-in. libc++ compares types by address,
+// so a std::bad_alloc would pass uncaught.
+#endif
+
+// The feature's type information refers to that of Feature, which a host built with -fno-rtti lacks. Declared weak, the
+// plug-in loads there as well. Under its own name, because g++ has declared the real one already.
+extern __attribute__((weak, visibility("default"))) const char typeOfFeature[] __asm__("_ZTI7Feature");
+// Unused, clang would drop the declaration.
+__attribute__((used)) static const char* const keptTypeOfFeature = typeOfFeature;
 
 namespace {
 
