@@ -8,6 +8,7 @@
 
 /// What the host delivers with an asynchronous trigger. Which trigger codes a feature acts on, and how it decodes the
 /// two arguments, is the feature's matter (TessaryFeature::runAsync). Passed by value: a feature may change its copy.
+/// An open record: add the fields that the host has after `triggerValue`.
 struct HOST_EXPORT AsyncTriggerPayload {
     /// The trigger code, compared for equality only.
     std::uint32_t triggerId = 0;

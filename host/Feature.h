@@ -20,6 +20,8 @@
 
 /// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor, on
 /// the thread that deletes the feature.
+/// An open record: put the host's class in its place. If the host's class has virtual operations before the destructor,
+/// the delete would call one of those. If the host has two classes, declare both and give each pointer its own.
 class HOST_EXPORT FeatureOwnedObject {
 public:
     virtual ~FeatureOwnedObject() = default;
@@ -29,6 +31,10 @@ public:
 /// work on the same objects, so the order of the virtual operations and of the members is a binary contract. The
 /// virtual table lives in the host library; the constructor, the destructor and the four-argument `getData` are inline
 /// and each plug-in carries its own copy.
+///
+/// Only the host knows five of the records in full. They are marked "open record" here: FeatureOwnedObject,
+/// FeatureState, AsyncTriggerPayload and featureData; the fifth is PropVal in <perfd_client.h>. Complete them from the
+/// host's headers before building for a device. `tests/contract/Layout.cpp` checks their sizes.
 ///
 /// The host calls the operations on threads of its choice, and not while the feature is constructed or destroyed.
 class HOST_EXPORT Feature {

@@ -6,8 +6,9 @@
 #include "host/Export.h"
 
 /// The answer record of Feature::getData. The host owns it; a feature writes `value` and nothing else.
+/// An open record: add the fields that the host has after `value`.
 struct HOST_EXPORT featureData {
-    /// The answer; its meaning depends on what was asked. The host may have further fields after it.
+    /// The answer; its meaning depends on what was asked.
     std::int32_t value = 0;
 };
 

@@ -6,7 +6,8 @@
 #include "host/Export.h"
 
 /// The host's state object of one feature, embedded in Feature. Implemented by the host library; the plug-in only
-/// builds and destroys it, with the feature. What it holds, and so its size, is the host's and part of the contract.
+/// builds and destroys it, with the feature.
+/// An open record: give it the host's fields. Its size decides where the later members of Feature lie.
 class HOST_EXPORT FeatureState {
 public:
     /// Builds the state of the feature called `featureName`, which is copied. Throws std::bad_alloc.
