@@ -1,4 +1,5 @@
-// The version that this library was built as, for whoever holds the file alone:
+// The version of the plug-in and of velhost. Whoever holds the library alone finds it with
 // strings libtessary.so | grep 'Tessary version'
 
-__attribute__((used, retain)) static const char tessaryVersion[] = "Tessary version " TESSARY_VERSION;
+extern const char tessaryVersion[];
+__attribute__((used, retain)) const char tessaryVersion[] = "Tessary version 1.0.0";

@@ -6,6 +6,8 @@
 #include "workstation/velhost/Commands.h"
 #include "workstation/velhost/Failure.h"
 
+extern const char tessaryVersion[]; // feature/Version.cpp, the one place that has it
+
 namespace fs = std::filesystem;
 
 namespace velhost {
@@ -92,7 +94,7 @@ int run(int argc, char** argv) {
     replayOptions.data = dumpOptions.data = buildTree() / "data";
     replayOptions.plugin = buildTree() / "lib" / "libtessary.so";
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
-    app.set_version_flag("--version", "velhost " VELHOST_VERSION);
+    app.set_version_flag("--version", std::string("velhost, ") + tessaryVersion);
     app.footer(mainFooter);
     app.require_subcommand(0, 1); // none is refused below, where a misspelt one has been named already
     const CLI::App* replayCommand = addReplay(app, replayOptions);
