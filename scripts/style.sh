@@ -6,7 +6,7 @@
 need_packages clang-format clang-tidy clang-tools
 cd "$project_root"
 
-folders=(feature host rowstore platform workstation tests bench)
+folders=(feature host rowstore platform workstation examples tests bench)
 find "${folders[@]}" \( -name '*.h' -o -name '*.cpp' \) -print0 | xargs -0 clang-format --dry-run --Werror
 echo "Format: clean."
 
@@ -19,6 +19,6 @@ tidy() {
   }
   grep -q '^clang-tidy' "build/tidy-$1.log" || fail "clang-tidy was given no source of '$2'"
 }
-tidy test '/(feature|rowstore|workstation|tests)/[^ ]*\.cpp$'
+tidy test '/(feature|rowstore|workstation|examples|tests)/[^ ]*\.cpp$'
 tidy bench '/bench/[^/]*\.cpp$'
 echo "clang-tidy: clean."
