@@ -82,9 +82,12 @@ check_symbols() {
   sed -n 's/^Stripped: \([0-9]*\) bytes$/\1/p' <<<"$answer"
 }
 
+# row ARCHITECTURE COMPILER LIBRARY LTO HOST BYTES ANSWER: a line of the table, which build/matrix/table keeps.
+row() { printf '%-12s  %-8s  %-14s  %-4s  %-22s  %5s  %s\n' "$@" | tee -a build/matrix/table; }
+
 rm -rf build/matrix
 mkdir -p build/matrix
-table=$'architecture|compiler|library|LTO|host|bytes|answer\n'
+row architecture compiler library LTO host bytes answer
 while read -r architecture compiler library lto; do
   [ -n "$architecture" ] || continue
   use_architecture "$architecture"
@@ -103,7 +106,7 @@ while read -r architecture compiler library lto; do
     answer=$("${emulator[@]}" "build/matrix/$host$kind/bin/smallest_host" "build/matrix/$name/lib/libtessary.so") ||
       fail "$name: the host $host$kind does not get the answer"
     [ "$answer" = "com.example.game: type 17" ] || fail "$name in $host$kind: $answer"
-    table+="$architecture|$compiler|$library|$lto|${kind:+no }RTTI, ${kind:+no }exceptions|$bytes|$answer"$'\n'
+    row "$architecture" "$compiler" "$library" "$lto" "${kind:+no }RTTI, ${kind:+no }exceptions" "$bytes" "$answer"
   done
 done <<<"$plugins"
 
@@ -117,6 +120,4 @@ if build/matrix/host-x86-64-libc++/bin/smallest_host build/matrix/ndk1/lib/libte
   fail "a host with std::__1 loads a plug-in with std::__ndk1"
 fi
 grep -q 'undefined symbol: .*__ndk1' build/matrix/refusal || fail "ndk1: $(cat build/matrix/refusal)"
-table+="x86-64|clang++|libc++, __ndk1|none|RTTI, exceptions|$bytes|refused: undefined symbol"$'\n'
-
-column -t -s '|' <<<"$table" | tee build/matrix/table
+row x86-64 clang++ "libc++, __ndk1" none "RTTI, exceptions" "$bytes" "refused: undefined symbol"
