@@ -61,6 +61,45 @@ run_tests() {
   ctest --test-dir "$project_root/build/$preset" --output-on-failure --parallel "$(nproc)" "$@"
 }
 
+# The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator's name begins with qemu- and
+# goes on as the prefix does.
+declare -A arm_prefixes=([armhf]=arm-linux-gnueabihf [arm64]=aarch64-linux-gnu)
+
+# prepare_arm ARCHITECTURE: installs compiler and emulator, and unpacks the architecture's libraries into
+# build/ARCHITECTURE-root. The indices are fetched into a folder of the build tree, so that this machine's own list of
+# architectures stays as it is.
+prepare_arm() {
+  local architecture=$1 prefix=${arm_prefixes[$1]:-} package packages=()
+  [ -n "$prefix" ] || fail "no ARM architecture is called '$architecture', only ${!arm_prefixes[*]}"
+  need_packages "${build_packages[@]}" "g++-$prefix" qemu-user
+  for package in libsqlite3-0 libsqlite3-dev libgtest-dev android-liblog; do
+    packages+=("$package:$architecture")
+  done
+  packages+=(libcli11-dev nlohmann-json3-dev)
+
+  local root=$project_root/build/$architecture-root apt=$project_root/build/$architecture-apt
+  [ "$(cat "$root/packages" 2>/dev/null)" = "${packages[*]}" ] && return
+  rm -rf "$apt" "$root"
+  mkdir -p "$apt/lists/partial" "$apt/cache" "$apt/packages"
+  local options=(-qq -o "APT::Architectures::=$architecture" -o "APT::Sandbox::User=root"
+    -o "Dir::State::Lists=$apt/lists" -o "Dir::Cache=$apt/cache")
+  apt-get "${options[@]}" update >"$apt/log" 2>&1 || true # a stale index of one suite is not fatal
+  (cd "$apt/packages" && apt-get "${options[@]}" download "${packages[@]}") >>"$apt/log" 2>&1 ||
+    fail "could not fetch the packages ${packages[*]} (apt's reason is in $apt/log)"
+  for package in "$apt"/packages/*.deb; do
+    dpkg -x "$package" "$apt/root"
+  done
+  echo "${packages[*]}" >"$apt/root/packages"
+  mv "$apt/root" "$root"
+}
+
+# emulate ARCHITECTURE PROGRAM [ARGUMENT...]
+emulate() {
+  local prefix=${arm_prefixes[$1]}
+  shift
+  "qemu-${prefix%%-*}" -L "/usr/$prefix" "$@"
+}
+
 # One script at a time in this tree: two would write the same files. Those that a script calls belong to it.
 mkdir -p "$project_root/build"
 if [ -z "${TESSARY_LOCKED:-}" ]; then
