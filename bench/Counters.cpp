@@ -1,5 +1,6 @@
 #include "bench/Counters.h"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 

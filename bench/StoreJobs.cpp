@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <stdexcept>
 
 #include "bench/Job.h"

@@ -61,8 +61,8 @@ run_tests() {
   ctest --test-dir "$project_root/build/$preset" --output-on-failure --parallel "$(nproc)" "$@"
 }
 
-# The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator's name begins with qemu- and
-# goes on as the prefix does.
+# The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator is called after the first
+# word of the prefix.
 declare -A arm_prefixes=([armhf]=arm-linux-gnueabihf [arm64]=aarch64-linux-gnu)
 
 # prepare_arm ARCHITECTURE: installs compiler and emulator, and unpacks the architecture's libraries into

@@ -4,13 +4,19 @@
 // The sizes below are those of libstdc++ and glibc. For another host give its own on the command line, for instance
 // -DEXPECTED_SIZEOF_FEATURE=392. A size that is 0 is not checked.
 
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <list>
 #include <mutex>
+#include <set>
 #include <string>
+#include <thread>
 #include <type_traits>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <perfd_client.h>

@@ -1,5 +1,6 @@
 #include <atomic>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 

@@ -1,5 +1,7 @@
 #include "workstation/velhost/Classification.h"
 
+#include <cstddef>
+
 namespace velhost {
 
 namespace {

@@ -1,5 +1,6 @@
 #include "workstation/velhost/DatabaseCopy.h"
 
+#include <filesystem>
 #include <system_error>
 
 #include "workstation/velhost/Failure.h"

@@ -1,5 +1,6 @@
 #include "workstation/velhost/PluginHost.h"
 
+#include <exception>
 #include <filesystem>
 #include <mutex>
 #include <system_error>

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
+#include <system_error>
 
 #include "workstation/velhost/ScriptWords.h"
 #include "workstation/velhost/Text.h"

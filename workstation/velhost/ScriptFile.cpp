@@ -1,7 +1,9 @@
 #include "workstation/velhost/ScriptFile.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "workstation/velhost/Failure.h"
 

@@ -2,6 +2,7 @@
 #define WORKSTATION_VELHOST_SCRIPTFILE_H
 
 #include <cstddef>
+#include <cstdio>
 #include <optional>
 #include <string>
 

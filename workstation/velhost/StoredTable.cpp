@@ -1,6 +1,7 @@
 #include "workstation/velhost/StoredTable.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <utility>
 

@@ -1,6 +1,7 @@
 #include "workstation/velhost/Text.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace velhost {
 
