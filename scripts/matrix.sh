@@ -6,7 +6,7 @@ cd "$project_root"
 
 need_packages "${build_packages[@]}" clang lld llvm libc++-dev libc++abi-dev
 
-# The plug-ins, one a row. A new architecture takes rows here and a case in use_architecture.
+# The plug-ins, one a row.
 # architecture, compiler, C++ library, link-time optimisation
 plugins="
 x86-64 g++     libstdc++ none
@@ -17,15 +17,21 @@ x86-64 clang++ libstdc++ full
 x86-64 clang++ libc++    none
 x86-64 clang++ libc++    thin
 x86-64 clang++ libc++    full
+armhf  g++     libstdc++ none
+armhf  g++     libstdc++ full
+arm64  g++     libstdc++ none
+arm64  g++     libstdc++ full
 "
 
 # use_architecture NAME: sets toolchain (CMake's arguments), emulator (a command's beginning) and tools (a prefix).
 use_architecture() {
   toolchain=() emulator=() tools=
-  case $1 in
-  x86-64) ;;
-  *) fail "no architecture '$1'" ;;
-  esac
+  [ "$1" != x86-64 ] || return 0
+  prepare_arm "$1"
+  toolchain=(-DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/arm.cmake" -DARM_PREFIX="${arm_prefixes[$1]}"
+    -DARM_ROOT="$PWD/build/$1-root")
+  emulator=(emulate "$1")
+  tools=${arm_prefixes[$1]}-
 }
 
 # flags_for COMPILER LIBRARY LTO: what CMake is told of them.
