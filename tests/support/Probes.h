@@ -2,6 +2,7 @@
 #define TESTS_SUPPORT_PROBES_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "feature/TessaryFeature.h"

@@ -1,6 +1,8 @@
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <thread>
