@@ -1,6 +1,7 @@
 #include <cstddef>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 #include <sqlite3.h>
 
@@ -10,54 +11,54 @@ namespace bench {
 
 namespace {
 
-// Enough for every statement here with a name of usual length; a longer name ends the measurement.
-constexpr std::size_t textRoom = 1024;
+/// The text of a read, composed in place with as little work as possible.
+class ReadText { // NOLINT(cppcoreguidelines-pro-type-member-init): clearing the bytes would be work that nobody needs
+public:
+    explicit ReadText(const std::string& appName) {
+        if (appName.size() > sizeof(bytes) / 4) {
+            throw std::length_error("the name is too long");
+        }
+        append("SELECT *, rowid FROM Tessary ");
+        if (!appName.empty()) {
+            append("WHERE (appName) = ('");
+            appendDoublingQuotes(appName);
+            append("') ");
+        }
+    }
 
-/// A statement's text, put together in place.
-struct Text { // NOLINT(cppcoreguidelines-pro-type-member-init): clearing the bytes would be work that nobody needs
-    char bytes[textRoom];
+    std::string_view text() const { return {bytes, size}; }
+
+private:
+    void append(std::string_view text) {
+        std::memcpy(bytes + size, text.data(), text.size());
+        size += text.size();
+    }
+
+    void appendDoublingQuotes(std::string_view rest) {
+        for (std::size_t quote = rest.find('\''); quote != std::string_view::npos; quote = rest.find('\'')) {
+            append(rest.substr(0, quote + 1));
+            append("'");
+            rest.remove_prefix(quote + 1);
+        }
+        append(rest);
+    }
+
+    char bytes[1024];
     std::size_t size = 0;
 };
 
-void put(Text& text, const char* bytes, std::size_t size) {
-    if (size > textRoom - text.size) {
-        throw std::length_error("a statement's text is too long");
-    }
-    std::memcpy(text.bytes + text.size, bytes, size);
-    text.size += size;
-}
-
-void put(Text& text, const char* bytes) { put(text, bytes, std::strlen(bytes)); }
-
-void putQuoted(Text& text, const std::string& value) {
-    put(text, "'", 1);
-    const char* rest = value.data();
-    const char* end = rest + value.size();
-    // A quote inside is doubled. Names are copied piece by piece, since few hold one.
-    while (const void* quote = std::memchr(rest, '\'', static_cast<std::size_t>(end - rest))) {
-        const char* next = static_cast<const char*>(quote) + 1;
-        put(text, rest, static_cast<std::size_t>(next - rest));
-        put(text, "'", 1);
-        rest = next;
-    }
-    put(text, rest, static_cast<std::size_t>(end - rest));
-    put(text, "'", 1);
-}
-
-/// The plain C API, as a careful C programmer calls it: the least that can be done with these statements. No log, no
-/// queue, no room for other ways to call it.
+/// The plain C API with as little as possible around it: no log, no queue, no choice of table.
 class BareLayer : public Layer {
 public:
-    // The modes and the table are the row store's, or the layers would ask SQLite for different work.
     explicit BareLayer(const std::string& fileName) {
         const std::string path = "/data/vendor/vel/" + fileName;
         const int opened = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
         if (opened != SQLITE_OK) {
-            // A failed open leaves a handle too.
-            sqlite3_close(db);
+            sqlite3_close(db); // a failed open leaves a handle too
             throw std::runtime_error("the bare layer cannot open its database");
         }
         execute("PRAGMA journal_mode=WAL");
+        execute(checkpointSetting);
         execute("CREATE TABLE IF NOT EXISTS Tessary(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)");
     }
 
@@ -67,16 +68,7 @@ public:
     BareLayer& operator=(const BareLayer&) = delete;
 
     Rows read(const std::string& appName) override {
-        Text text;
-        put(text, "SELECT *, rowid FROM ");
-        put(text, tableName);
-        put(text, " ");
-        if (!appName.empty()) {
-            put(text, "WHERE (appName) = (");
-            putQuoted(text, appName);
-            put(text, ") ");
-        }
-        sqlite3_stmt* statement = prepare(text);
+        sqlite3_stmt* statement = prepare(ReadText(appName).text());
         Rows rows;
         int stepped = sqlite3_step(statement);
         for (; stepped == SQLITE_ROW && rows.size() < VELDB_MAX_READ_ROWS; stepped = sqlite3_step(statement)) {
@@ -90,32 +82,27 @@ public:
     }
 
     void write(Rows& rows) override {
-        // Both, needed or not, as the row store does: a queue may hold new and stored rows in any order.
-        sqlite3_stmt* insert = prepareInsert();
-        sqlite3_stmt* update = prepareUpdate();
-        const Row* lastInserted = nullptr;
-        const Row* lastUpdated = nullptr;
+        // Both, needed or not, as in the row store: its queue may hold new and stored rows in any order.
+        sqlite3_stmt* insert = prepare("INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
+        sqlite3_stmt* update =
+            prepare("UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
+        unsigned boundByInsert = 0;
+        unsigned boundByUpdate = 0;
         execute("BEGIN IMMEDIATE TRANSACTION;");
         for (const Row* row : rows) {
             const bool isNew = row->rowid == 0;
-            const Row*& last = isNew ? lastInserted : lastUpdated;
-            bind(isNew ? insert : update, last, *row);
+            bind(isNew ? insert : update, isNew ? boundByInsert : boundByUpdate, *row);
             run(isNew ? insert : update);
-            last = row;
+            delete row; // its values are stored: the statement has run to its end
         }
-        // A statement that was stepped to its end has stored its values, so the rows that it borrowed them from may go.
-        release(rows);
+        rows.clear();
         execute("COMMIT TRANSACTION;");
         check(sqlite3_finalize(insert), SQLITE_OK);
         check(sqlite3_finalize(update), SQLITE_OK);
     }
 
     void remove(Rows& rows) override {
-        Text text;
-        put(text, "DELETE FROM ");
-        put(text, tableName);
-        put(text, " WHERE (rowid) = (?)");
-        sqlite3_stmt* statement = prepare(text);
+        sqlite3_stmt* statement = prepare("DELETE FROM Tessary WHERE (rowid) = (?)");
         execute("BEGIN IMMEDIATE TRANSACTION;");
         for (const Row* row : rows) {
             check(sqlite3_bind_int(statement, 1, static_cast<int>(row->rowid)), SQLITE_OK);
@@ -126,6 +113,8 @@ public:
         release(rows);
     }
 
+    sqlite3* connection() override { return db; }
+
 private:
     void check(int code, int expected) const {
         if (code != expected) {
@@ -135,26 +124,10 @@ private:
 
     void execute(const char* sql) { check(sqlite3_exec(db, sql, nullptr, nullptr, nullptr), SQLITE_OK); }
 
-    sqlite3_stmt* prepare(const Text& text) {
+    sqlite3_stmt* prepare(std::string_view text) {
         sqlite3_stmt* statement = nullptr;
-        check(sqlite3_prepare_v2(db, text.bytes, static_cast<int>(text.size), &statement, nullptr), SQLITE_OK);
+        check(sqlite3_prepare_v2(db, text.data(), static_cast<int>(text.size()), &statement, nullptr), SQLITE_OK);
         return statement;
-    }
-
-    sqlite3_stmt* prepareInsert() {
-        Text text;
-        put(text, "INSERT INTO ");
-        put(text, tableName);
-        put(text, "(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
-        return prepare(text);
-    }
-
-    sqlite3_stmt* prepareUpdate() {
-        Text text;
-        put(text, "UPDATE ");
-        put(text, tableName);
-        put(text, " SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
-        return prepare(text);
     }
 
     void run(sqlite3_stmt* statement) {
@@ -162,11 +135,11 @@ private:
         check(sqlite3_reset(statement), SQLITE_OK);
     }
 
-    void bind(sqlite3_stmt* statement, const Row* last, const Row& row) {
-        if (carriesOver(last, row)) {
+    /// What a row lacks stays unbound, which is NULL.
+    void bind(sqlite3_stmt* statement, unsigned& bound, const Row& row) {
+        if (carriesOver(bound, row)) {
             sqlite3_clear_bindings(statement);
         }
-        // A parameter that is left unbound is NULL, which is how a missing value is stored.
         if (row.intcol1 != VELDB_NO_VALUE) {
             check(sqlite3_bind_int(statement, 1, row.intcol1), SQLITE_OK);
         }
@@ -191,8 +164,7 @@ private:
         }
         fillText(statement, 1, row.appName);
         fillText(statement, 2, row.rsvdName);
-        // The pointer before the size: asking for it may convert the value.
-        const void* blob = sqlite3_column_blob(statement, 3);
+        const void* blob = sqlite3_column_blob(statement, 3); // before the size, which may convert the value
         if (blob != nullptr && sqlite3_column_bytes(statement, 3) >= static_cast<int>(sizeof(row.payload))) {
             std::memcpy(&row.payload, blob, sizeof(row.payload));
         }

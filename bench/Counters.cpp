@@ -14,7 +14,7 @@ bench::Counters counted{};
 /// The SQLite library finds these before the C library's.
 #define BENCH_INTERPOSED extern "C" __attribute__((visibility("default")))
 
-/// What the kernel took counts, not what it was offered: a failed write has cost no bytes.
+/// Counts what the kernel took, not what it was offered.
 ssize_t countWrite(long written) {
     counted.bytes += written > 0 ? static_cast<std::uint64_t>(written) : 0;
     return written;
@@ -24,7 +24,7 @@ ssize_t countWrite(long written) {
 
 bench::Counters bench::counters() { return counted; }
 
-// The kernel is called directly: asking the C library for the function of the same name would come back here.
+// Calls the kernel directly: the C library's function of the same name is this one.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 BENCH_INTERPOSED int fdatasync(int file) {
     ++counted.syncs;
@@ -45,19 +45,18 @@ BENCH_INTERPOSED ssize_t pwrite64(int file, const void* bytes, size_t size, off6
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
-// `operator new[]` arrives here too. Zero bytes must give a pointer of their own, which malloc need not.
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+    ++counted.heap;
+    return std::malloc(size != 0 ? size : 1); // malloc may answer null for 0 bytes, `operator new` may not
+}
+
+// `operator new[]` arrives here too.
 void* operator new(std::size_t size) {
-    ++counted.allocations;
-    void* memory = std::malloc(size != 0 ? size : 1);
+    void* memory = operator new(size, std::nothrow);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
     return memory;
-}
-
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    ++counted.allocations;
-    return std::malloc(size != 0 ? size : 1);
 }
 
 void operator delete(void* memory) noexcept { std::free(memory); }

@@ -5,19 +5,14 @@
 
 namespace bench {
 
-/// What the process has done since it began, SQLite's work for it included: Counters.cpp stands in for the C++ heap's
-/// `operator new` (which SQLite does not use) and for the calls by which SQLite reaches the disk.
+/// What the process has done since it began, SQLite's work included.
 struct Counters {
-    /// Calls of `operator new`, those that failed included. Freed memory is not subtracted.
-    std::uint64_t allocations;
-    /// Calls of fdatasync and fsync.
-    std::uint64_t syncs;
-    /// Bytes that files have taken by write and pwrite; the C library's own streams pass these by.
-    std::uint64_t bytes;
+    std::uint64_t heap;  ///< calls of `operator new`; SQLite's own memory does not come from there
+    std::uint64_t syncs; ///< calls of fdatasync and fsync
+    std::uint64_t bytes; ///< bytes that files took by write and pwrite
 };
 
-/// Returns the counts so far; what a call costs is the difference of two answers, one before it and one after. Nothing
-/// is guarded: only for processes in which one thread at a time works.
+/// Returns the counts so far. The cost of a call is the difference between two answers. For one thread at a time.
 Counters counters();
 
 } // namespace bench

@@ -1,56 +1,140 @@
+#include <random>
 #include <stdexcept>
 #include <utility>
 
-#include "bench/FeatureUnderTest.h"
+#include <android/log.h>
+
 #include "bench/Job.h"
+#include "host/Feature.h"
+#include "host/Registry.h"
 
 namespace bench {
 
 namespace {
 
-// None of the names that are stored.
+namespace fs = std::filesystem;
+
+// What the host sends. The operation stands above the type: 0 removes, any other adds or changes.
+constexpr std::uint32_t classificationTrigger = 4164;
+constexpr std::uint32_t weightTrigger = 4165;
+constexpr std::uint32_t addOperation = 3U << 24U;
+
 constexpr const char* addedName = "com.example.added00000";
 
-/// What a job works on: the feature, and the arguments of its next call, made beforehand.
+/// The feature as its host has it, made by the registered factory, and the arguments of the next call.
 struct Bench {
-    FeatureUnderTest feature;
-    std::string known; ///< an application that is stored
+    fs::path directory;
+    unsigned stored;
+    std::unique_ptr<Feature> feature;
     std::string name;
-    int value = 0; ///< another one in each round: SQLite does not write what does not change
+    int value = 0;                    ///< another one in each round: SQLite does not write what stays the same
+    std::mt19937 generator{20240229}; ///< a fixed seed: what fails can be run again
+
+    std::string known() const { return applicationName(stored / 2); }
+    unsigned random(unsigned end) { return std::uniform_int_distribution<unsigned>(0, end - 1)(generator); }
 };
 
-void takeKnown(Bench& bench) { bench.name = bench.known; }
+// The calls. Names that the feature takes by value are moved in: a copy would count as its allocation.
 
-void takeNew(Bench& bench) {
-    bench.feature.remove(addedName);
-    bench.name = addedName;
+int query(Bench& bench) {
+    featureData answer;
+    bench.feature->getData(bench.name, answer, 0);
+    return answer.value;
 }
 
-/// Rows in both tables, so that a removal has to change both.
-void takeMeasured(Bench& bench) {
-    bench.name = addedName;
-    bench.feature.classify(bench.name, bench.value);
-    bench.feature.report(bench.name, bench.value);
+void classify(Bench& bench) {
+    const std::uint32_t argument = addOperation | static_cast<std::uint32_t>(bench.value);
+    bench.feature->runAsync({classificationTrigger, argument, std::move(bench.name), 0});
 }
 
-void query(Bench& bench) {
-    if (bench.feature.query(bench.name) == 0) {
+void weigh(Bench& bench) { bench.feature->runAsync({weightTrigger, 0, std::move(bench.name), bench.value}); }
+void remove(Bench& bench) { bench.feature->runAsync({classificationTrigger, 0, std::move(bench.name), 0}); }
+void report(Bench& bench) { bench.feature->setData(bench.name, {bench.value, bench.value, bench.value}); }
+void reportNothingNew(Bench& bench) { bench.feature->setData(bench.name, {1, 1, 1}); }
+
+void queryKnown(Bench& bench) {
+    if (query(bench) == 0) {
         throw std::runtime_error("the feature does not know a stored application");
     }
 }
 
-// Names that the feature takes by value are moved in: a copy made here would count as an allocation of its own.
-void classify(Bench& bench) { bench.feature.classify(std::move(bench.name), bench.value); }
-void weigh(Bench& bench) { bench.feature.weigh(std::move(bench.name), bench.value); }
-void report(Bench& bench) { bench.feature.report(bench.name, bench.value); }
-// From the second run on nothing is larger than what is stored, and the feature leaves the disk alone.
-void reportNothingNew(Bench& bench) { bench.feature.report(bench.name, 1); }
-void remove(Bench& bench) { bench.feature.remove(std::move(bench.name)); }
+void start(Bench& bench) {
+    FeatureInfo description;
+    description.name = "Bench";
+    bench.feature.reset(RegistryBase<Feature, FeatureInfo>::getMap()->at("Tessary")(std::move(description)));
+}
 
-/// Another weight than the verdict's: a report then changes both tables.
+void end(Bench& bench) { bench.feature.reset(); }
+
+// What precedes a call.
+
+void takeKnown(Bench& bench) { bench.name = bench.known(); }
+
+void takeNew(Bench& bench) {
+    bench.name = addedName;
+    remove(bench);
+    bench.name = addedName;
+}
+
+/// An application with rows in both tables.
+void takeMeasured(Bench& bench) {
+    bench.name = addedName;
+    classify(bench);
+    bench.name = addedName;
+    report(bench);
+}
+
+/// A weight that is not the verdict's: a report then changes both tables.
 void takeWeighed(Bench& bench) {
-    bench.feature.weigh(bench.known, 2);
+    bench.feature->runAsync({weightTrigger, 0, bench.known(), 2});
     takeKnown(bench);
+}
+
+void removeFiles(Bench& bench) {
+    end(bench);
+    for (const fs::path& file : fs::directory_iterator(bench.directory)) {
+        fs::remove(file);
+    }
+}
+
+void restart(Bench& bench) {
+    end(bench);
+    start(bench);
+}
+
+void restartAndChange(Bench& bench) {
+    restart(bench);
+    takeWeighed(bench);
+    report(bench);
+}
+
+/// Leaves the files as they are when the process is killed: copied while the feature has them open.
+void changeAndKill(Bench& bench) {
+    restartAndChange(bench);
+    const fs::path copy = bench.directory / "copy";
+    fs::create_directory(copy);
+    fs::copy(bench.directory, copy, fs::copy_options::overwrite_existing);
+    end(bench);
+    fs::copy(copy, bench.directory, fs::copy_options::overwrite_existing);
+    fs::remove_all(copy);
+}
+
+/// Any call for any of twice as many applications as are stored at first.
+void callAny(Bench& bench) {
+    bench.name = applicationName(bench.random(2 * bench.stored));
+    bench.value = static_cast<int>(bench.random(1000));
+    const unsigned choice = bench.random(10);
+    if (choice < 4) {
+        query(bench);
+    } else if (choice < 6) {
+        classify(bench);
+    } else if (choice < 7) {
+        weigh(bench);
+    } else if (choice < 9) {
+        report(bench);
+    } else {
+        remove(bench);
+    }
 }
 
 struct FeatureJobKind {
@@ -59,16 +143,30 @@ struct FeatureJobKind {
     void (*run)(Bench&);
 };
 
-constexpr FeatureJobKind kinds[] = {
-    {"getData", takeKnown, query},    {"classify", takeNew, classify},  {"retype", takeKnown, classify},
-    {"weight", takeKnown, weigh},     {"setData", takeWeighed, report}, {"setData again", takeKnown, reportNothingNew},
+constexpr FeatureJobKind calls[] = {
+    {"getData", takeKnown, queryKnown},       {"classify, new", takeNew, classify},
+    {"classify, known", takeKnown, classify}, {"weight", takeKnown, weigh},
+    {"setData", takeWeighed, report},         {"setData, nothing new", takeKnown, reportNothingNew},
     {"remove", takeMeasured, remove},
 };
 
+constexpr FeatureJobKind lives[] = {
+    {"start, first", removeFiles, start},          {"start", end, start},
+    {"start after a kill", changeAndKill, start},  {"end", restart, end},
+    {"end after a change", restartAndChange, end},
+};
+
+/// Calls for applications that are not known log a line each.
+void silenceLog(Bench&) { __android_log_set_minimum_priority(ANDROID_LOG_SILENT); }
+
+constexpr FeatureJobKind mixed = {"mixed", silenceLog, callAny};
+
 class FeatureJob : public Job {
 public:
-    FeatureJob(const FeatureJobKind& jobKind, unsigned stored)
-        : kind(jobKind), bench{FeatureUnderTest(stored), applicationName(stored / 2), {}} {}
+    FeatureJob(const FeatureJobKind& jobKind, const fs::path& directory, unsigned stored)
+        : kind(jobKind), bench{directory, stored, nullptr, {}} {
+        start(bench);
+    }
 
     void prepare() override {
         ++bench.value;
@@ -82,19 +180,31 @@ private:
     Bench bench;
 };
 
+JobKind jobKind(const FeatureJobKind& kind, unsigned stored) {
+    return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", stored,
+            [&kind, stored](const fs::path& directory) {
+                // Before the feature opens the files: it finds them as after a restart of its host.
+                storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
+                storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
+                return std::make_unique<FeatureJob>(kind, directory, stored);
+            }};
+}
+
 } // namespace
 
 std::vector<JobKind> featureJobs() {
     std::vector<JobKind> jobs;
-    for (const FeatureJobKind& kind : kinds) {
+    for (const FeatureJobKind& kind : calls) {
         for (const unsigned stored : {10U, 200U, 1000U, 10000U}) {
-            // No goals: there is no second feature to compare with. The counts of syncs and bytes have limits of their
-            // own.
-            jobs.push_back({std::string(kind.name) + '/' + std::to_string(stored), "feature", 0, 0, 1, 5,
-                            [&kind, stored] { return std::make_unique<FeatureJob>(kind, stored); }});
+            jobs.push_back(jobKind(kind, stored));
         }
+    }
+    for (const FeatureJobKind& kind : lives) {
+        jobs.push_back(jobKind(kind, 200));
     }
     return jobs;
 }
+
+JobKind mixedJob() { return jobKind(mixed, 200); }
 
 } // namespace bench

@@ -1,6 +1,7 @@
 #ifndef BENCH_JOB_H
 #define BENCH_JOB_H
 
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -8,9 +9,7 @@
 
 namespace bench {
 
-/// One thing to measure, on a database that is new when the job starts: give each job a device of its own. Each
-/// measured `run` follows a `prepare` that puts the database back into the same state. Both throw when something is not
-/// as it should be.
+/// One thing to measure. Both operations throw when something is not as it should be.
 class Job {
 public:
     Job() = default;
@@ -18,39 +17,41 @@ public:
     Job& operator=(const Job&) = delete;
     virtual ~Job() = default;
 
-    /// Not measured. Undoes the last run, if there was one, and makes ready what the next one takes.
+    /// Not measured. Undoes the last run, if any, and makes ready what the next one takes.
     virtual void prepare() = 0;
-    /// Measured. Calls what the job is about and leaves out what a caller would have done before.
+    /// Measured: only what the job is about.
     virtual void run() = 0;
 };
 
 /// A job that can be started any number of times.
 struct JobKind {
-    std::string name;  ///< what is done, and on how many rows
-    std::string layer; ///< by what
-    double goal;       ///< how many instructions the row store should need for one of the layer "bare"; 0: no goal
-    double limit;      ///< how many it must not exceed
-    unsigned starts;   ///< how often to begin anew for a stable count
-    unsigned rounds;   ///< how often to run it after each start
-    /// Makes the job and fills its tables, in the directory of the velhost::DeviceVfs that is there; the job must go
-    /// before that does. Throws when the databases cannot be had.
-    std::function<std::unique_ptr<Job>()> start;
+    std::string name; ///< "what/rows/by whom"
+    unsigned rows;    ///< how many rows a run works on or searches
+    /// Makes the job and fills its tables. `directory` is where the velhost::DeviceVfs keeps the device's files, which
+    /// must outlive the job.
+    std::function<std::unique_ptr<Job>(const std::filesystem::path& directory)> start;
 };
 
-/// The row store's jobs, each by every layer. The layers of one job stand side by side, so that they are measured under
-/// the same conditions.
+/// The row store's jobs, each by every layer, the layers of one job side by side.
 std::vector<JobKind> storeJobs();
 
-/// The feature's operations as a host calls them, with 10 to 10,000 applications stored. They have no goals, and the
-/// layer's name is "feature".
+/// The feature's calls as a host makes them, and its start and end.
 std::vector<JobKind> featureJobs();
 
-/// Throws unless all layers leave the same rows after the same inserts, updates and deletes: else their costs would not
-/// be comparable. Makes devices of its own.
-void requireSameRows();
+/// 400 applications called in random order by random calls, to show whether memory grows.
+JobKind mixedJob();
 
-/// A name of usual length: `number` with at least five digits, so that all names are equally long below 100,000.
+/// Throws unless all layers have the same settings and leave the same rows after the same inserts, updates and deletes:
+/// else their costs would not be comparable.
+void requireSameWork();
+
+/// A name of usual length, the same for all numbers below 100,000.
 std::string applicationName(unsigned number);
+
+/// Creates a table as the row store does and stores applications 0 to `count` - 1, each with the same payload, given in
+/// hexadecimal.
+void storeApplications(const std::string& fileName, const std::string& table, const std::string& payload,
+                       unsigned count);
 
 } // namespace bench
 

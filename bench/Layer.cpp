@@ -17,11 +17,12 @@ void Layer::release(Rows& rows) {
     rows.clear();
 }
 
-// The payload is left out: every row binds one.
-bool carriesOver(const Row* last, const Row& row) {
-    return last != nullptr &&
-           ((last->intcol1 != VELDB_NO_VALUE && row.intcol1 == VELDB_NO_VALUE) ||
-            (!last->appName.empty() && row.appName.empty()) || (!last->rsvdName.empty() && row.rsvdName.empty()));
+bool carriesOver(unsigned& bound, const Row& row) {
+    const unsigned held = (row.intcol1 != VELDB_NO_VALUE ? 1U : 0U) | (row.appName.empty() ? 0U : 2U) |
+                          (row.rsvdName.empty() ? 0U : 4U); // the payload is always bound
+    const bool carries = (bound & ~held) != 0;
+    bound = held;
+    return carries;
 }
 
 } // namespace bench

@@ -8,22 +8,26 @@
 #include "rowstore/VelDBDataRow.h"
 #include "rowstore/VelDBPayloads.h"
 
+struct sqlite3;
+
 namespace bench {
 
-/// The product's own row, for every layer: what a row costs to make and free is then the same for all.
+/// The row store's own row, for every layer: making and freeing a row costs all of them the same.
 using Row = VelDBDataRow<TessaryDatabase>;
 
-/// The rows of one call, none null. Owns its rows until they are handed to `write`, `remove` or `release`, each of
-/// which empties it.
+/// The rows of one call, none null. The holder owns them until `write`, `remove` or `release` frees them and empties
+/// the vector.
 using Rows = std::vector<Row*>;
 
-/// The only table of a layer's database.
-constexpr const char* tableName = "Tessary";
+/// After how many frames the log is copied into the database. Must be the row store's number (requireSameWork checks).
+constexpr const char* checkpointSetting = "PRAGMA wal_autocheckpoint=1000";
 
-/// One way to keep rows in SQLite. All ways make the same rows by the same statements, compiled afresh from texts
-/// composed afresh in every call, and commit one transaction a write: only the code around SQLite differs.
-/// One thread at a time. Every operation throws when SQLite refuses, but those of the product's row store, which logs
-/// it; a measurement ends there, so that nothing is rolled back and what the call held may be lost.
+/// One way to keep rows in SQLite, in the table "Tessary". All ways use the same settings and the same statements. Each
+/// call compiles its statements anew, from texts of exact length, and each change is one transaction. Only the code
+/// around SQLite differs. One thread at a time.
+///
+/// Every operation throws when SQLite refuses, except the row store's, which logs it. A measurement then ends, so no
+/// layer rolls back or frees what the call held.
 class Layer {
 public:
     Layer() = default;
@@ -31,34 +35,29 @@ public:
     Layer& operator=(const Layer&) = delete;
     virtual ~Layer() = default;
 
-    /// Returns `count` new rows without values; one by one, unless the layer has a way of its own.
+    /// Returns `count` new rows without values.
     virtual Rows newRows(unsigned count);
-
-    /// Returns the rows called `appName`, or all rows when that is empty; VELDB_MAX_READ_ROWS at most.
+    /// Returns the rows called `appName`, or all rows if it is empty; at most VELDB_MAX_READ_ROWS.
     virtual Rows read(const std::string& appName) = 0;
-
-    /// Inserts the rows whose row id is 0 and updates the others, in one transaction, and frees them.
+    /// Inserts the rows whose row id is 0 and updates the others.
     virtual void write(Rows& rows) = 0;
-
-    /// Deletes the rows by row id, in one transaction, and frees them. They must have been read: a new row has no id
-    /// yet.
+    /// Deletes the rows by row id.
     virtual void remove(Rows& rows) = 0;
-
-    /// Frees the rows unwritten; what is stored stays as it is. For rows that were read, or made and not needed.
+    /// Frees the rows and changes nothing.
     virtual void release(Rows& rows);
+    /// For questions about its settings.
+    virtual sqlite3* connection() = 0;
 };
 
-/// Whether `last`, the row that a statement was run for before, or null, has bound a parameter that `row` leaves out.
-/// The value would otherwise be stored again, in a row without one. Every layer clears its bindings then and only then.
-bool carriesOver(const Row* last, const Row& row);
+/// Whether the statement's last row has bound a parameter that `row` leaves out. The bindings are then cleared: the
+/// value would otherwise be stored again. `bound` is 0 before the first row.
+bool carriesOver(unsigned& bound, const Row& row);
 
-/// Each opens "/data/vendor/vel/" + `fileName` in write-ahead-log mode and creates the table unless it is
-/// there. Throws std::runtime_error, or the wrapper's own exception, when that fails.
-std::unique_ptr<Layer> openTessaryLayer(const std::string& fileName);
+/// Each opens "/data/vendor/vel/" + `fileName` and creates the table unless it is there. Throws when that fails.
 std::unique_ptr<Layer> openBareLayer(const std::string& fileName);
+std::unique_ptr<Layer> openTessaryLayer(const std::string& fileName);
 std::unique_ptr<Layer> openSqliteCppLayer(const std::string& fileName);
 
-/// A layer by the name under which its figures are printed. The goals compare the others with "bare".
 struct LayerKind {
     const char* name;
     std::unique_ptr<Layer> (*open)(const std::string& fileName);

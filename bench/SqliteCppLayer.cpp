@@ -8,7 +8,6 @@ namespace bench {
 
 namespace {
 
-/// Doubles every quote of `value` and puts one at each end.
 std::string quoted(const std::string& value) {
     std::string text = "'";
     for (const char character : value) {
@@ -17,17 +16,18 @@ std::string quoted(const std::string& value) {
     return text + "'";
 }
 
-/// The C++ wrapper that Debian carries, used as its documentation shows, without copies of bound values.
+/// Debian's C++ wrapper, used as its documentation shows, without copies of bound values.
 class SqliteCppLayer : public Layer {
 public:
     explicit SqliteCppLayer(const std::string& fileName)
         : db("/data/vendor/vel/" + fileName, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE) {
         db.exec("PRAGMA journal_mode=WAL");
+        db.exec(checkpointSetting);
         db.exec("CREATE TABLE IF NOT EXISTS Tessary(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)");
     }
 
     Rows read(const std::string& appName) override {
-        std::string text = std::string("SELECT *, rowid FROM ") + tableName + " ";
+        std::string text = "SELECT *, rowid FROM Tessary ";
         if (!appName.empty()) {
             text += "WHERE (appName) = (" + quoted(appName) + ") ";
         }
@@ -42,29 +42,26 @@ public:
     }
 
     void write(Rows& rows) override {
-        const std::string table = tableName;
-        const std::string columns = "(intcol1, appName, rsvdName, blob)";
-        SQLite::Statement insert(db, "INSERT INTO " + table + columns + " VALUES (?,?,?,?)");
-        SQLite::Statement update(db, "UPDATE " + table + " SET " + columns + " = (?,?,?,?) WHERE (rowid) = (?)");
-        const Row* lastInserted = nullptr;
-        const Row* lastUpdated = nullptr;
+        SQLite::Statement insert(db, "INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
+        SQLite::Statement update(
+            db, "UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
+        unsigned boundByInsert = 0;
+        unsigned boundByUpdate = 0;
         SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
         for (const Row* row : rows) {
             const bool isNew = row->rowid == 0;
             SQLite::Statement& statement = isNew ? insert : update;
-            const Row*& last = isNew ? lastInserted : lastUpdated;
-            bind(statement, last, *row);
+            bind(statement, isNew ? boundByInsert : boundByUpdate, *row);
             statement.exec();
             statement.reset();
-            last = row;
+            delete row;
         }
-        // Before the commit, as the other layers do: the statements have taken what they need.
-        release(rows);
+        rows.clear();
         transaction.commit();
     }
 
     void remove(Rows& rows) override {
-        SQLite::Statement statement(db, std::string("DELETE FROM ") + tableName + " WHERE (rowid) = (?)");
+        SQLite::Statement statement(db, "DELETE FROM Tessary WHERE (rowid) = (?)");
         SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
         for (const Row* row : rows) {
             statement.bind(1, static_cast<int>(row->rowid));
@@ -75,10 +72,11 @@ public:
         release(rows);
     }
 
+    sqlite3* connection() override { return db.getHandle(); }
+
 private:
-    // Rows outlive the statement's run, so that the values need no copy.
-    static void bind(SQLite::Statement& statement, const Row* last, const Row& row) {
-        if (carriesOver(last, row)) {
+    static void bind(SQLite::Statement& statement, unsigned& bound, const Row& row) {
+        if (carriesOver(bound, row)) {
             statement.clearBindings();
         }
         if (row.intcol1 != VELDB_NO_VALUE) {
@@ -101,7 +99,7 @@ private:
             row.intcol1 = statement.getColumn(0).getInt();
         }
         row.appName = statement.getColumn(1).getString();
-        // The name is never NULL, by the table's own rule; these may be.
+        // The table refuses a name that is NULL. This column may be.
         if (!statement.isColumnNull(2)) {
             row.rsvdName = statement.getColumn(2).getString();
         }

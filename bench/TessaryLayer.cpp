@@ -8,20 +8,21 @@ namespace bench {
 
 namespace {
 
-using Store = VelDatabase<TessaryDatabase>;
+struct Store : VelDatabase<TessaryDatabase> {
+    using VelDatabase::db; // opens the protected member
+    using VelDatabase::VelDatabase;
+};
 
-/// The product's row store. It only logs what SQLite refuses: the check of all layers' rows finds what is missing.
+/// The row store. It only logs what SQLite refuses. requireSameWork and the reader of the log find that.
 class TessaryLayer : public Layer {
 public:
-    explicit TessaryLayer(const std::string& fileName) : store(0, fileName, tableName) {
+    explicit TessaryLayer(const std::string& fileName) : store(0, fileName, "Tessary") {
         if (store.openVeldb() != VELDB_SUCCESS) {
             throw std::runtime_error("the row store cannot open its database");
         }
     }
 
     Rows newRows(unsigned count) override {
-        // One call gives a hundred rows at most, so a larger amount is asked for in parts, as a user of the store has
-        // to.
         Rows rows = store.getRow(std::min<unsigned>(count, VELDB_MAX_GET_ROWS));
         rows.reserve(count);
         while (rows.size() < count) {
@@ -33,16 +34,14 @@ public:
     }
 
     Rows read(const std::string& appName) override {
-        // No order and no count: the other layers ask SQLite for neither.
         const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
         return store.readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
     }
 
     void write(Rows& rows) override { store.writeDeallocateDR<TessaryDatabase>(rows); }
-
     void remove(Rows& rows) override { store.deleteDeallocateDR<TessaryDatabase>(rows); }
-
     void release(Rows& rows) override { store.freeRow(rows); }
+    sqlite3* connection() override { return store.db; }
 
 private:
     Store store;
