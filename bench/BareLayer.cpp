@@ -11,41 +11,21 @@ namespace bench {
 
 namespace {
 
-/// The text of a read, composed in place with as little work as possible.
-class ReadText { // NOLINT(cppcoreguidelines-pro-type-member-init): clearing the bytes would be work that nobody needs
-public:
-    explicit ReadText(const std::string& appName) {
-        if (appName.size() > sizeof(bytes) / 4) {
-            throw std::length_error("the name is too long");
+/// Composes the text of a read in place, with as little work as possible. Returns its length.
+std::size_t composeRead(const std::string& appName, char (&text)[1024]) {
+    char* end = stpcpy(text, "SELECT *, rowid FROM Tessary ");
+    if (!appName.empty()) {
+        end = stpcpy(end, "WHERE (appName) = ('");
+        for (const char character : appName) {
+            *end++ = character;
+            if (character == '\'') {
+                *end++ = character;
+            }
         }
-        append("SELECT *, rowid FROM Tessary ");
-        if (!appName.empty()) {
-            append("WHERE (appName) = ('");
-            appendDoublingQuotes(appName);
-            append("') ");
-        }
+        end = stpcpy(end, "') ");
     }
-
-    std::string_view text() const { return {bytes, size}; }
-
-private:
-    void append(std::string_view text) {
-        std::memcpy(bytes + size, text.data(), text.size());
-        size += text.size();
-    }
-
-    void appendDoublingQuotes(std::string_view rest) {
-        for (std::size_t quote = rest.find('\''); quote != std::string_view::npos; quote = rest.find('\'')) {
-            append(rest.substr(0, quote + 1));
-            append("'");
-            rest.remove_prefix(quote + 1);
-        }
-        append(rest);
-    }
-
-    char bytes[1024];
-    std::size_t size = 0;
-};
+    return static_cast<std::size_t>(end - text);
+}
 
 /// The plain C API with as little as possible around it: no log, no queue, no choice of table.
 class BareLayer : public Layer {
@@ -68,7 +48,8 @@ public:
     BareLayer& operator=(const BareLayer&) = delete;
 
     Rows read(const std::string& appName) override {
-        sqlite3_stmt* statement = prepare(ReadText(appName).text());
+        char text[1024]; // enough for the names that are stored here
+        sqlite3_stmt* statement = prepare({text, composeRead(appName, text)});
         Rows rows;
         int stepped = sqlite3_step(statement);
         for (; stepped == SQLITE_ROW && rows.size() < VELDB_MAX_READ_ROWS; stepped = sqlite3_step(statement)) {
@@ -86,13 +67,16 @@ public:
         sqlite3_stmt* insert = prepare("INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
         sqlite3_stmt* update =
             prepare("UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
-        unsigned boundByInsert = 0;
-        unsigned boundByUpdate = 0;
         execute("BEGIN IMMEDIATE TRANSACTION;");
         for (const Row* row : rows) {
-            const bool isNew = row->rowid == 0;
-            bind(isNew ? insert : update, isNew ? boundByInsert : boundByUpdate, *row);
-            run(isNew ? insert : update);
+            sqlite3_stmt* statement = row->rowid == 0 ? insert : update;
+            const int size = static_cast<int>(row->appName.size());
+            check(sqlite3_bind_text(statement, 2, row->appName.data(), size, SQLITE_STATIC), SQLITE_OK);
+            check(sqlite3_bind_blob(statement, 4, &row->payload, sizeof(row->payload), SQLITE_STATIC), SQLITE_OK);
+            if (row->rowid != 0) {
+                check(sqlite3_bind_int(statement, 5, static_cast<int>(row->rowid)), SQLITE_OK);
+            }
+            run(statement);
             delete row; // its values are stored: the statement has run to its end
         }
         rows.clear();
@@ -133,29 +117,6 @@ private:
     void run(sqlite3_stmt* statement) {
         check(sqlite3_step(statement), SQLITE_DONE);
         check(sqlite3_reset(statement), SQLITE_OK);
-    }
-
-    /// What a row lacks stays unbound, which is NULL.
-    void bind(sqlite3_stmt* statement, unsigned& bound, const Row& row) {
-        if (carriesOver(bound, row)) {
-            sqlite3_clear_bindings(statement);
-        }
-        if (row.intcol1 != VELDB_NO_VALUE) {
-            check(sqlite3_bind_int(statement, 1, row.intcol1), SQLITE_OK);
-        }
-        bindText(statement, 2, row.appName);
-        bindText(statement, 3, row.rsvdName);
-        check(sqlite3_bind_blob(statement, 4, &row.payload, sizeof(row.payload), SQLITE_STATIC), SQLITE_OK);
-        if (row.rowid != 0) {
-            check(sqlite3_bind_int(statement, 5, static_cast<int>(row.rowid)), SQLITE_OK);
-        }
-    }
-
-    void bindText(sqlite3_stmt* statement, int parameter, const std::string& value) {
-        if (!value.empty()) {
-            const int size = static_cast<int>(value.size());
-            check(sqlite3_bind_text(statement, parameter, value.data(), size, SQLITE_STATIC), SQLITE_OK);
-        }
     }
 
     static void fill(sqlite3_stmt* statement, Row& row) {

@@ -45,14 +45,10 @@ BENCH_INTERPOSED ssize_t pwrite64(int file, const void* bytes, size_t size, off6
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    ++counted.heap;
-    return std::malloc(size != 0 ? size : 1); // malloc may answer null for 0 bytes, `operator new` may not
-}
-
-// `operator new[]` arrives here too.
+// The other forms of new and delete call these.
 void* operator new(std::size_t size) {
-    void* memory = operator new(size, std::nothrow);
+    ++counted.heap;
+    void* memory = std::malloc(size != 0 ? size : 1); // malloc may answer null for 0 bytes, `operator new` may not
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
@@ -61,4 +57,3 @@ void* operator new(std::size_t size) {
 
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }

@@ -1,8 +1,5 @@
-#include <random>
 #include <stdexcept>
 #include <utility>
-
-#include <android/log.h>
 
 #include "bench/Job.h"
 #include "host/Feature.h"
@@ -24,22 +21,20 @@ constexpr const char* addedName = "com.example.added00000";
 /// The feature as its host has it, made by the registered factory, and the arguments of the next call.
 struct Bench {
     fs::path directory;
-    unsigned stored;
+    std::string known; ///< an application that is stored
     std::unique_ptr<Feature> feature;
     std::string name;
-    int value = 0;                    ///< another one in each round: SQLite does not write what stays the same
-    std::mt19937 generator{20240229}; ///< a fixed seed: what fails can be run again
-
-    std::string known() const { return applicationName(stored / 2); }
-    unsigned random(unsigned end) { return std::uniform_int_distribution<unsigned>(0, end - 1)(generator); }
+    int value = 0; ///< another one in each round: SQLite does not write what stays the same
 };
 
-// The calls. Names that the feature takes by value are moved in: a copy would count as its allocation.
+// What is measured. Names that the feature takes by value are moved in: a copy would count as its allocation.
 
-int query(Bench& bench) {
+void query(Bench& bench) {
     featureData answer;
     bench.feature->getData(bench.name, answer, 0);
-    return answer.value;
+    if (answer.value == 0) {
+        throw std::runtime_error("the feature does not know a stored application");
+    }
 }
 
 void classify(Bench& bench) {
@@ -52,12 +47,6 @@ void remove(Bench& bench) { bench.feature->runAsync({classificationTrigger, 0, s
 void report(Bench& bench) { bench.feature->setData(bench.name, {bench.value, bench.value, bench.value}); }
 void reportNothingNew(Bench& bench) { bench.feature->setData(bench.name, {1, 1, 1}); }
 
-void queryKnown(Bench& bench) {
-    if (query(bench) == 0) {
-        throw std::runtime_error("the feature does not know a stored application");
-    }
-}
-
 void start(Bench& bench) {
     FeatureInfo description;
     description.name = "Bench";
@@ -66,9 +55,9 @@ void start(Bench& bench) {
 
 void end(Bench& bench) { bench.feature.reset(); }
 
-// What precedes a call.
+// What comes before and is not measured.
 
-void takeKnown(Bench& bench) { bench.name = bench.known(); }
+void takeKnown(Bench& bench) { bench.name = bench.known; }
 
 void takeNew(Bench& bench) {
     bench.name = addedName;
@@ -86,7 +75,7 @@ void takeMeasured(Bench& bench) {
 
 /// A weight that is not the verdict's: a report then changes both tables.
 void takeWeighed(Bench& bench) {
-    bench.feature->runAsync({weightTrigger, 0, bench.known(), 2});
+    bench.feature->runAsync({weightTrigger, 0, bench.known, 2});
     takeKnown(bench);
 }
 
@@ -102,38 +91,25 @@ void restart(Bench& bench) {
     start(bench);
 }
 
+/// Leaves 20 changes of each table in its log.
 void restartAndChange(Bench& bench) {
     restart(bench);
-    takeWeighed(bench);
-    report(bench);
+    for (int change = 0; change < 20; ++change) {
+        ++bench.value;
+        takeKnown(bench);
+        report(bench);
+    }
 }
 
-/// Leaves the files as they are when the process is killed: copied while the feature has them open.
+/// Leaves the logs as they are when the process is killed: a proper end removes them.
 void changeAndKill(Bench& bench) {
     restartAndChange(bench);
-    const fs::path copy = bench.directory / "copy";
-    fs::create_directory(copy);
-    fs::copy(bench.directory, copy, fs::copy_options::overwrite_existing);
+    for (const char* log : {"Bench.db-wal", "BenchHeavyGame.db-wal"}) {
+        fs::create_hard_link(bench.directory / log, bench.directory / (std::string(log) + ".kept"));
+    }
     end(bench);
-    fs::copy(copy, bench.directory, fs::copy_options::overwrite_existing);
-    fs::remove_all(copy);
-}
-
-/// Any call for any of twice as many applications as are stored at first.
-void callAny(Bench& bench) {
-    bench.name = applicationName(bench.random(2 * bench.stored));
-    bench.value = static_cast<int>(bench.random(1000));
-    const unsigned choice = bench.random(10);
-    if (choice < 4) {
-        query(bench);
-    } else if (choice < 6) {
-        classify(bench);
-    } else if (choice < 7) {
-        weigh(bench);
-    } else if (choice < 9) {
-        report(bench);
-    } else {
-        remove(bench);
+    for (const char* log : {"Bench.db-wal", "BenchHeavyGame.db-wal"}) {
+        fs::rename(bench.directory / (std::string(log) + ".kept"), bench.directory / log);
     }
 }
 
@@ -144,27 +120,25 @@ struct FeatureJobKind {
 };
 
 constexpr FeatureJobKind calls[] = {
-    {"getData", takeKnown, queryKnown},       {"classify, new", takeNew, classify},
-    {"classify, known", takeKnown, classify}, {"weight", takeKnown, weigh},
-    {"setData", takeWeighed, report},         {"setData, nothing new", takeKnown, reportNothingNew},
+    {"getData", takeKnown, query},
+    {"classify, new", takeNew, classify},
+    {"classify, known", takeKnown, classify},
+    {"weight", takeKnown, weigh},
+    {"setData", takeWeighed, report},
+    {"setData, nothing new", takeKnown, reportNothingNew},
     {"remove", takeMeasured, remove},
 };
 
 constexpr FeatureJobKind lives[] = {
-    {"start, first", removeFiles, start},          {"start", end, start},
-    {"start after a kill", changeAndKill, start},  {"end", restart, end},
-    {"end after a change", restartAndChange, end},
+    {"first start", removeFiles, start},          {"start", end, start},
+    {"start after a kill", changeAndKill, start}, {"end", restart, end},
+    {"end after changes", restartAndChange, end},
 };
-
-/// Calls for applications that are not known log a line each.
-void silenceLog(Bench&) { __android_log_set_minimum_priority(ANDROID_LOG_SILENT); }
-
-constexpr FeatureJobKind mixed = {"mixed", silenceLog, callAny};
 
 class FeatureJob : public Job {
 public:
     FeatureJob(const FeatureJobKind& jobKind, const fs::path& directory, unsigned stored)
-        : kind(jobKind), bench{directory, stored, nullptr, {}} {
+        : kind(jobKind), bench{directory, applicationName(stored / 2), nullptr, {}} {
         start(bench);
     }
 
@@ -180,10 +154,9 @@ private:
     Bench bench;
 };
 
-JobKind jobKind(const FeatureJobKind& kind, unsigned stored) {
-    return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", stored,
+JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
+    return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", rounds,
             [&kind, stored](const fs::path& directory) {
-                // Before the feature opens the files: it finds them as after a restart of its host.
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
                 return std::make_unique<FeatureJob>(kind, directory, stored);
@@ -196,15 +169,13 @@ std::vector<JobKind> featureJobs() {
     std::vector<JobKind> jobs;
     for (const FeatureJobKind& kind : calls) {
         for (const unsigned stored : {10U, 200U, 1000U, 10000U}) {
-            jobs.push_back(jobKind(kind, stored));
+            jobs.push_back(jobKind(kind, stored, roundsFor(stored)));
         }
     }
     for (const FeatureJobKind& kind : lives) {
-        jobs.push_back(jobKind(kind, 200));
+        jobs.push_back(jobKind(kind, 200, 200));
     }
     return jobs;
 }
-
-JobKind mixedJob() { return jobKind(mixed, 200); }
 
 } // namespace bench

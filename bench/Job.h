@@ -26,20 +26,20 @@ public:
 /// A job that can be started any number of times.
 struct JobKind {
     std::string name; ///< "what/rows/by whom"
-    unsigned rows;    ///< how many rows a run works on or searches
+    unsigned rounds;  ///< how often to run it
     /// Makes the job and fills its tables. `directory` is where the velhost::DeviceVfs keeps the device's files, which
     /// must outlive the job.
     std::function<std::unique_ptr<Job>(const std::filesystem::path& directory)> start;
 };
+
+/// Where rows are few, enough rounds for two checkpoints of the write-ahead log.
+constexpr unsigned roundsFor(unsigned rows) { return rows <= 200 ? 2000 : 400000 / rows; }
 
 /// The row store's jobs, each by every layer, the layers of one job side by side.
 std::vector<JobKind> storeJobs();
 
 /// The feature's calls as a host makes them, and its start and end.
 std::vector<JobKind> featureJobs();
-
-/// 400 applications called in random order by random calls, to show whether memory grows.
-JobKind mixedJob();
 
 /// Throws unless all layers have the same settings and leave the same rows after the same inserts, updates and deletes:
 /// else their costs would not be comparable.

@@ -24,10 +24,10 @@ constexpr const char* checkpointSetting = "PRAGMA wal_autocheckpoint=1000";
 
 /// One way to keep rows in SQLite, in the table "Tessary". All ways use the same settings and the same statements. Each
 /// call compiles its statements anew, from texts of exact length, and each change is one transaction. Only the code
-/// around SQLite differs. One thread at a time.
+/// around SQLite differs. A row to write has a name and a payload and no other value, like the feature's.
 ///
-/// Every operation throws when SQLite refuses, except the row store's, which logs it. A measurement then ends, so no
-/// layer rolls back or frees what the call held.
+/// Every operation throws when SQLite refuses, except the row store's, which logs it. Either ends the measurement, so
+/// no layer rolls back or frees what the call held.
 class Layer {
 public:
     Layer() = default;
@@ -48,10 +48,6 @@ public:
     /// For questions about its settings.
     virtual sqlite3* connection() = 0;
 };
-
-/// Whether the statement's last row has bound a parameter that `row` leaves out. The bindings are then cleared: the
-/// value would otherwise be stored again. `bound` is 0 before the first row.
-bool carriesOver(unsigned& bound, const Row& row);
 
 /// Each opens "/data/vendor/vel/" + `fileName` and creates the table unless it is there. Throws when that fails.
 std::unique_ptr<Layer> openBareLayer(const std::string& fileName);

@@ -45,13 +45,14 @@ public:
         SQLite::Statement insert(db, "INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
         SQLite::Statement update(
             db, "UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
-        unsigned boundByInsert = 0;
-        unsigned boundByUpdate = 0;
         SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
         for (const Row* row : rows) {
-            const bool isNew = row->rowid == 0;
-            SQLite::Statement& statement = isNew ? insert : update;
-            bind(statement, isNew ? boundByInsert : boundByUpdate, *row);
+            SQLite::Statement& statement = row->rowid == 0 ? insert : update;
+            statement.bindNoCopy(2, row->appName);
+            statement.bindNoCopy(4, &row->payload, sizeof(row->payload));
+            if (row->rowid != 0) {
+                statement.bind(5, static_cast<int>(row->rowid));
+            }
             statement.exec();
             statement.reset();
             delete row;
@@ -75,25 +76,6 @@ public:
     sqlite3* connection() override { return db.getHandle(); }
 
 private:
-    static void bind(SQLite::Statement& statement, unsigned& bound, const Row& row) {
-        if (carriesOver(bound, row)) {
-            statement.clearBindings();
-        }
-        if (row.intcol1 != VELDB_NO_VALUE) {
-            statement.bind(1, row.intcol1);
-        }
-        if (!row.appName.empty()) {
-            statement.bindNoCopy(2, row.appName);
-        }
-        if (!row.rsvdName.empty()) {
-            statement.bindNoCopy(3, row.rsvdName);
-        }
-        statement.bindNoCopy(4, &row.payload, sizeof(row.payload));
-        if (row.rowid != 0) {
-            statement.bind(5, static_cast<int>(row.rowid));
-        }
-    }
-
     static void fill(SQLite::Statement& statement, Row& row) {
         if (!statement.isColumnNull(0)) {
             row.intcol1 = statement.getColumn(0).getInt();

@@ -110,7 +110,7 @@ std::vector<JobKind> storeJobs() {
     std::vector<JobKind> jobs;
     for (const StoreJobKind& kind : kinds) {
         for (const LayerKind& layer : layerKinds) {
-            jobs.push_back({std::string(kind.name) + '/' + layer.name, std::max(kind.stored, kind.amount),
+            jobs.push_back({std::string(kind.name) + '/' + layer.name, roundsFor(std::max(kind.stored, kind.amount)),
                             [&kind, &layer](const std::filesystem::path&) {
                                 storeApplications("bench.db", "Tessary", "1100000000000000", kind.stored);
                                 return std::make_unique<StoreJob>(kind, layer);

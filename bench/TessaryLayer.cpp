@@ -13,7 +13,7 @@ struct Store : VelDatabase<TessaryDatabase> {
     using VelDatabase::VelDatabase;
 };
 
-/// The row store. It only logs what SQLite refuses. requireSameWork and the reader of the log find that.
+/// The row store. It only logs what SQLite refuses.
 class TessaryLayer : public Layer {
 public:
     explicit TessaryLayer(const std::string& fileName) : store(0, fileName, "Tessary") {
