@@ -135,31 +135,18 @@ constexpr FeatureJobKind lives[] = {
     {"end after changes", restartAndChange, end},
 };
 
-class FeatureJob : public Job {
-public:
-    FeatureJob(const FeatureJobKind& jobKind, const fs::path& directory, unsigned stored)
-        : kind(jobKind), bench{directory, applicationName(stored / 2), nullptr, {}} {
-        start(bench);
-    }
-
-    void prepare() override {
-        ++bench.value;
-        kind.prepare(bench);
-    }
-
-    void run() override { kind.run(bench); }
-
-private:
-    const FeatureJobKind& kind;
-    Bench bench;
-};
-
 JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
     return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", rounds,
             [&kind, stored](const fs::path& directory) {
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
-                return std::make_unique<FeatureJob>(kind, directory, stored);
+                auto bench = std::shared_ptr<Bench>(new Bench{directory, applicationName(stored / 2), nullptr, {}});
+                start(*bench);
+                return Job{[&kind, bench] {
+                               ++bench->value;
+                               kind.prepare(*bench);
+                           },
+                           [&kind, bench] { kind.run(*bench); }};
             }};
 }
 

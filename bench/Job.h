@@ -3,24 +3,15 @@
 
 #include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 namespace bench {
 
-/// One thing to measure. Both operations throw when something is not as it should be.
-class Job {
-public:
-    Job() = default;
-    Job(const Job&) = delete;
-    Job& operator=(const Job&) = delete;
-    virtual ~Job() = default;
-
-    /// Not measured. Undoes the last run, if any, and makes ready what the next one takes.
-    virtual void prepare() = 0;
-    /// Measured: only what the job is about.
-    virtual void run() = 0;
+/// One thing to measure, with all that it needs. Both steps throw when something is not as it should be.
+struct Job {
+    std::function<void()> prepare; ///< not measured: undoes the last run and makes ready what the next one takes
+    std::function<void()> run;     ///< measured: only what the job is about
 };
 
 /// A job that can be started any number of times.
@@ -29,7 +20,7 @@ struct JobKind {
     unsigned rounds;  ///< how often to run it
     /// Makes the job and fills its tables. `directory` is where the velhost::DeviceVfs keeps the device's files, which
     /// must outlive the job.
-    std::function<std::unique_ptr<Job>(const std::filesystem::path& directory)> start;
+    std::function<Job(const std::filesystem::path& directory)> start;
 };
 
 /// Where rows are few, enough rounds for two checkpoints of the write-ahead log.

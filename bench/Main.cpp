@@ -2,12 +2,10 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <fstream>
 #include <optional>
 #include <random>
 
 #include <benchmark/benchmark.h>
-#include <unistd.h>
 #include <valgrind/callgrind.h>
 
 #include "bench/Counters.h"
@@ -27,14 +25,14 @@ struct Workplace {
     explicit Workplace(const bench::JobKind& kind) : device(directory.path()), job(kind.start(directory.path())) {
         // The first runs also pay for what later ones find done.
         for (int warmUp = 0; warmUp < 2; ++warmUp) {
-            job->prepare();
-            job->run();
+            job.prepare();
+            job.run();
         }
     }
 
     velhost::TemporaryDirectory directory;
     velhost::DeviceVfs device;
-    std::unique_ptr<bench::Job> job;
+    bench::Job job;
 };
 
 /// A heap as in a process that has been running for a while: blocks of many sizes, some of them free again.
@@ -64,15 +62,8 @@ void addCounters(benchmark::State& state, const std::string& name, std::vector<C
     state.counters[name + " most"] = static_cast<double>(costs.back().*count);
 }
 
-double residentKiB() {
-    double total = 0;
-    double resident = 0;
-    std::ifstream("/proc/self/statm") >> total >> resident;
-    return resident * static_cast<double>(sysconf(_SC_PAGESIZE)) / 1024;
-}
-
 /// Runs the job once and returns what it cost.
-Counters runOnce(benchmark::State& state, bench::Job& job) {
+Counters runOnce(benchmark::State& state, const bench::Job& job) {
     job.prepare();
     const Counters before = bench::counters();
     const auto begin = std::chrono::steady_clock::now();
@@ -91,7 +82,6 @@ void measure(benchmark::State& state, const bench::JobKind& kind) {
         auto heap = useHeap(0);
         std::optional<Workplace> place;
         unsigned runs = 0;
-        double resident = 0;
         for (auto unused : state) {
             static_cast<void>(unused);
             // The state of the heap changes a call's instructions by some percent. Where these are counted, each run
@@ -101,13 +91,8 @@ void measure(benchmark::State& state, const bench::JobKind& kind) {
                 heap = useHeap(runs);
                 place.emplace(kind);
             }
-            // In the first tenth caches and files reach their size.
-            if (runs == costs.size() / 10) {
-                resident = residentKiB();
-            }
-            costs[runs++] = runOnce(state, *place->job);
+            costs[runs++] = runOnce(state, place->job);
         }
-        state.counters["growth KiB"] = residentKiB() - resident;
         addCounters(state, "heap", costs, &Counters::heap);
         addCounters(state, "syncs", costs, &Counters::syncs);
         addCounters(state, "bytes", costs, &Counters::bytes);

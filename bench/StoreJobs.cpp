@@ -1,8 +1,12 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "bench/BareLayer.h"
 #include "bench/Job.h"
-#include "bench/Layer.h"
+#include "bench/SqliteCppLayer.h"
+#include "bench/TessaryLayer.h"
+#include "workstation/velhost/DeviceVfs.h"
+#include "workstation/velhost/Temporary.h"
 
 namespace bench {
 
@@ -10,112 +14,162 @@ namespace {
 
 constexpr const char* addedName = "com.example.added00000";
 
-/// What a job works on: a layer with its table filled, and the rows between the two steps.
+/// What a job works on: a layer, and the rows between the two steps.
+template <typename Layer>
 struct Bench {
-    std::unique_ptr<Layer> layer;
+    Layer layer;
     unsigned amount;   ///< the rows of one run
     std::string known; ///< the name of a stored row
     Rows rows;
+
+    /// A read that finds nothing would be the fastest of all.
+    void read(const std::string& appName, std::size_t expected) {
+        rows = layer.read(appName);
+        if (rows.size() != expected) {
+            throw std::runtime_error("a read has not found the rows that are there");
+        }
+    }
+
+    void insert() {
+        while (rows.size() < amount) {
+            const std::size_t some = std::min<std::size_t>(amount - rows.size(), VELDB_MAX_GET_ROWS);
+            const Rows more = layer.newRows(static_cast<unsigned>(some));
+            rows.insert(rows.end(), more.begin(), more.end());
+        }
+        for (Row* row : rows) {
+            row->appName = addedName;
+            row->payload.appType = 17;
+        }
+        layer.write(rows);
+    }
+    void lookUp() {
+        read(known, 1);
+        layer.release(rows);
+    }
+    void readAll() {
+        read("", amount);
+        layer.release(rows);
+    }
+    void write() { layer.write(rows); }
+    void remove() { layer.remove(rows); }
+
+    void prepareNothing() {}
+    /// Keeps the table at its size, however often the job runs.
+    void prepareInsert() {
+        rows = layer.read(addedName);
+        layer.remove(rows);
+    }
+    void prepareUpdate() {
+        read(known, 1);
+        rows.front()->payload.appWeight ^= 1; // SQLite does not write a page that stays the same
+    }
+    void prepareDelete() {
+        insert();
+        read(addedName, 1);
+    }
 };
 
-// A read that finds nothing would be the fastest of all.
-void requireRows(const Bench& bench, std::size_t count) {
-    if (bench.rows.size() != count) {
-        throw std::runtime_error("a read has not found the rows that are there");
+template <typename Layer>
+std::vector<JobKind> jobsOf(const std::string& layerName) {
+    using B = Bench<Layer>;
+    // Changes of one row work on tables so small that a commit changes one page.
+    const struct {
+        const char* name;
+        unsigned stored;
+        unsigned amount;
+        void (B::*prepare)();
+        void (B::*run)();
+    } kinds[] = {
+        {"lookup/10", 10, 1, &B::prepareNothing, &B::lookUp},
+        {"lookup/200", 200, 1, &B::prepareNothing, &B::lookUp},
+        {"lookup/1000", 1000, 1, &B::prepareNothing, &B::lookUp},
+        {"lookup/10000", 10000, 1, &B::prepareNothing, &B::lookUp},
+        {"read all/10000", 10000, 10000, &B::prepareNothing, &B::readAll},
+        {"insert/1", 10, 1, &B::prepareInsert, &B::insert},
+        {"update/1", 10, 1, &B::prepareUpdate, &B::write},
+        {"delete/1", 10, 1, &B::prepareDelete, &B::remove},
+        {"insert/100", 10, 100, &B::prepareInsert, &B::insert},
+        {"insert/10000", 10, 10000, &B::prepareInsert, &B::insert},
+    };
+    std::vector<JobKind> jobs;
+    for (const auto& kind : kinds) {
+        const auto start = [kind](const std::filesystem::path&) {
+            storeApplications("bench.db", "Tessary", "1100000000000000", kind.stored);
+            auto bench =
+                std::shared_ptr<B>(new B{Layer("bench.db"), kind.amount, applicationName(kind.stored / 2), {}});
+            return Job{[kind, bench] { (*bench.*kind.prepare)(); }, [kind, bench] { (*bench.*kind.run)(); }};
+        };
+        jobs.push_back(
+            {std::string(kind.name) + '/' + layerName, roundsFor(std::max(kind.stored, kind.amount)), start});
+    }
+    return jobs;
+}
+
+void setValues(const Rows& rows, int number) {
+    for (Row* row : rows) {
+        row->appName = "it's " + applicationName(static_cast<unsigned>(number));
+        row->payload = {number, -number};
+        ++number;
     }
 }
 
-void insert(Bench& bench) {
-    bench.rows = bench.layer->newRows(bench.amount);
-    for (Row* row : bench.rows) {
-        row->appName = addedName;
-        row->payload.appType = 17;
+void appendSetting(sqlite3* connection, const char* question, std::string& text) {
+    const auto append = [](void* to, int, char** values, char** names) {
+        *static_cast<std::string*>(to) += std::string(names[0]) + '=' + values[0] + '\n';
+        return 0;
+    };
+    sqlite3_exec(connection, question, append, &text, nullptr);
+}
+
+/// Updates 8 rows and inserts 2 in one transaction and deletes one. Returns the settings and what reads then find: 9
+/// rows, whose ids tell whether they were updated in place, and 1 by its name.
+template <typename Layer>
+std::string play() {
+    const velhost::TemporaryDirectory directory;
+    const velhost::DeviceVfs device(directory.path());
+    storeApplications("bench.db", "Tessary", "1100000000000000", 8);
+    Layer layer("bench.db");
+    Rows rows = layer.read("");
+    const Rows more = layer.newRows(2);
+    rows.insert(rows.end(), more.begin(), more.end());
+    setValues(rows, 1);
+    layer.write(rows);
+    rows = layer.read("it's " + applicationName(3));
+    layer.remove(rows);
+    std::string text;
+    for (const char* question : {"PRAGMA journal_mode", "PRAGMA synchronous", "PRAGMA wal_autocheckpoint"}) {
+        appendSetting(layer.connection(), question, text);
     }
-    bench.layer->write(bench.rows);
+    for (const std::string& appName : {std::string(), "it's " + applicationName(9)}) {
+        rows = layer.read(appName);
+        for (const Row* row : rows) {
+            text += std::to_string(row->rowid) + ' ' + row->appName + ' ' + std::to_string(row->payload.appType) + ' ' +
+                    std::to_string(row->payload.appWeight) + '\n';
+        }
+        layer.release(rows);
+    }
+    return text;
 }
-
-void lookUp(Bench& bench) {
-    bench.rows = bench.layer->read(bench.known);
-    requireRows(bench, 1);
-    bench.layer->release(bench.rows);
-}
-
-void readAll(Bench& bench) {
-    bench.rows = bench.layer->read("");
-    requireRows(bench, bench.amount);
-    bench.layer->release(bench.rows);
-}
-
-void writeRows(Bench& bench) { bench.layer->write(bench.rows); }
-void removeRows(Bench& bench) { bench.layer->remove(bench.rows); }
-
-void prepareNothing(Bench&) {}
-
-/// Keeps the table at its size, however often the job runs.
-void prepareInsert(Bench& bench) {
-    bench.rows = bench.layer->read(addedName);
-    bench.layer->remove(bench.rows);
-}
-
-void prepareUpdate(Bench& bench) {
-    bench.rows = bench.layer->read(bench.known);
-    requireRows(bench, 1);
-    bench.rows.front()->payload.appWeight ^= 1; // SQLite does not write a page that stays the same
-}
-
-void prepareDelete(Bench& bench) {
-    insert(bench);
-    bench.rows = bench.layer->read(addedName);
-    requireRows(bench, 1);
-}
-
-struct StoreJobKind {
-    const char* name;
-    unsigned stored;
-    unsigned amount;
-    void (*prepare)(Bench&);
-    void (*run)(Bench&);
-};
-
-// Changes of one row work on tables so small that a commit changes one page.
-constexpr StoreJobKind kinds[] = {
-    {"lookup/10", 10, 1, prepareNothing, lookUp},
-    {"lookup/200", 200, 1, prepareNothing, lookUp},
-    {"lookup/1000", 1000, 1, prepareNothing, lookUp},
-    {"lookup/10000", 10000, 1, prepareNothing, lookUp},
-    {"read all/10000", 10000, 10000, prepareNothing, readAll},
-    {"insert/1", 10, 1, prepareInsert, insert},
-    {"update/1", 10, 1, prepareUpdate, writeRows},
-    {"delete/1", 10, 1, prepareDelete, removeRows},
-    {"insert/100", 10, 100, prepareInsert, insert},
-    {"insert/10000", 10, 10000, prepareInsert, insert},
-};
-
-class StoreJob : public Job {
-public:
-    StoreJob(const StoreJobKind& jobKind, const LayerKind& layerKind)
-        : kind(jobKind), bench{layerKind.open("bench.db"), jobKind.amount, applicationName(jobKind.stored / 2), {}} {}
-
-    void prepare() override { kind.prepare(bench); }
-    void run() override { kind.run(bench); }
-
-private:
-    const StoreJobKind& kind;
-    Bench bench;
-};
 
 } // namespace
 
+void requireSameWork() {
+    const std::string ours = play<TessaryLayer>();
+    for (const std::string& other : {play<BareLayer>(), play<SqliteCppLayer>()}) {
+        if (other != ours || std::count(other.begin(), other.end(), '\n') != 3 + 9 + 1) {
+            throw std::runtime_error("the layers differ:\n" + other + "the row store:\n" + ours);
+        }
+    }
+}
+
 std::vector<JobKind> storeJobs() {
     std::vector<JobKind> jobs;
-    for (const StoreJobKind& kind : kinds) {
-        for (const LayerKind& layer : layerKinds) {
-            jobs.push_back({std::string(kind.name) + '/' + layer.name, roundsFor(std::max(kind.stored, kind.amount)),
-                            [&kind, &layer](const std::filesystem::path&) {
-                                storeApplications("bench.db", "Tessary", "1100000000000000", kind.stored);
-                                return std::make_unique<StoreJob>(kind, layer);
-                            }});
-        }
+    const auto bare = jobsOf<BareLayer>("bare");
+    const auto ours = jobsOf<TessaryLayer>("tessary");
+    const auto wrapper = jobsOf<SqliteCppLayer>("SQLiteCpp");
+    // Side by side, so that the layers of one job are measured under the same conditions.
+    for (std::size_t job = 0; job < bare.size(); ++job) {
+        jobs.insert(jobs.end(), {bare[job], ours[job], wrapper[job]});
     }
     return jobs;
 }

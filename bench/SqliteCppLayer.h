@@ -1,14 +1,15 @@
+#ifndef BENCH_SQLITECPPLAYER_H
+#define BENCH_SQLITECPPLAYER_H
+
 #include <cstring>
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-#include "bench/Layer.h"
+#include "bench/Rows.h"
 
 namespace bench {
 
-namespace {
-
-std::string quoted(const std::string& value) {
+inline std::string quoted(const std::string& value) {
     std::string text = "'";
     for (const char character : value) {
         text.append(character == '\'' ? 2 : 1, character);
@@ -17,16 +18,13 @@ std::string quoted(const std::string& value) {
 }
 
 /// Debian's C++ wrapper, used as its documentation shows, without copies of bound values.
-class SqliteCppLayer : public Layer {
+class SqliteCppLayer : public PlainRows {
 public:
-    explicit SqliteCppLayer(const std::string& fileName)
-        : db("/data/vendor/vel/" + fileName, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE) {
-        db.exec("PRAGMA journal_mode=WAL");
+    explicit SqliteCppLayer(const std::string& fileName) : db("/data/vendor/vel/" + fileName, SQLite::OPEN_READWRITE) {
         db.exec(checkpointSetting);
-        db.exec("CREATE TABLE IF NOT EXISTS Tessary(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)");
     }
 
-    Rows read(const std::string& appName) override {
+    Rows read(const std::string& appName) {
         std::string text = "SELECT *, rowid FROM Tessary ";
         if (!appName.empty()) {
             text += "WHERE (appName) = (" + quoted(appName) + ") ";
@@ -41,7 +39,7 @@ public:
         return rows;
     }
 
-    void write(Rows& rows) override {
+    void write(Rows& rows) {
         SQLite::Statement insert(db, "INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
         SQLite::Statement update(
             db, "UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)");
@@ -61,7 +59,7 @@ public:
         transaction.commit();
     }
 
-    void remove(Rows& rows) override {
+    void remove(Rows& rows) {
         SQLite::Statement statement(db, "DELETE FROM Tessary WHERE (rowid) = (?)");
         SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
         for (const Row* row : rows) {
@@ -73,7 +71,7 @@ public:
         release(rows);
     }
 
-    sqlite3* connection() override { return db.getHandle(); }
+    sqlite3* connection() { return db.getHandle(); }
 
 private:
     static void fill(SQLite::Statement& statement, Row& row) {
@@ -95,10 +93,6 @@ private:
     SQLite::Database db;
 };
 
-} // namespace
-
-std::unique_ptr<Layer> openSqliteCppLayer(const std::string& fileName) {
-    return std::make_unique<SqliteCppLayer>(fileName);
-}
-
 } // namespace bench
+
+#endif

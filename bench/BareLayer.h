@@ -1,18 +1,18 @@
-#include <cstddef>
+#ifndef BENCH_BARELAYER_H
+#define BENCH_BARELAYER_H
+
 #include <cstring>
 #include <stdexcept>
 #include <string_view>
 
 #include <sqlite3.h>
 
-#include "bench/Layer.h"
+#include "bench/Rows.h"
 
 namespace bench {
 
-namespace {
-
 /// Composes the text of a read in place, with as little work as possible. Returns its length.
-std::size_t composeRead(const std::string& appName, char (&text)[1024]) {
+inline std::size_t composeRead(const std::string& appName, char (&text)[1024]) {
     char* end = stpcpy(text, "SELECT *, rowid FROM Tessary ");
     if (!appName.empty()) {
         end = stpcpy(end, "WHERE (appName) = ('");
@@ -28,26 +28,18 @@ std::size_t composeRead(const std::string& appName, char (&text)[1024]) {
 }
 
 /// The plain C API with as little as possible around it: no log, no queue, no choice of table.
-class BareLayer : public Layer {
+class BareLayer : public PlainRows {
 public:
     explicit BareLayer(const std::string& fileName) {
         const std::string path = "/data/vendor/vel/" + fileName;
-        const int opened = sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-        if (opened != SQLITE_OK) {
-            sqlite3_close(db); // a failed open leaves a handle too
-            throw std::runtime_error("the bare layer cannot open its database");
-        }
-        execute("PRAGMA journal_mode=WAL");
+        check(sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr), SQLITE_OK);
         execute(checkpointSetting);
-        execute("CREATE TABLE IF NOT EXISTS Tessary(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)");
     }
-
-    ~BareLayer() override { sqlite3_close(db); }
-
     BareLayer(const BareLayer&) = delete;
     BareLayer& operator=(const BareLayer&) = delete;
+    ~BareLayer() { sqlite3_close(db); }
 
-    Rows read(const std::string& appName) override {
+    Rows read(const std::string& appName) {
         char text[1024]; // enough for the names that are stored here
         sqlite3_stmt* statement = prepare({text, composeRead(appName, text)});
         Rows rows;
@@ -62,7 +54,7 @@ public:
         return rows;
     }
 
-    void write(Rows& rows) override {
+    void write(Rows& rows) {
         // Both, needed or not, as in the row store: its queue may hold new and stored rows in any order.
         sqlite3_stmt* insert = prepare("INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)");
         sqlite3_stmt* update =
@@ -85,7 +77,7 @@ public:
         check(sqlite3_finalize(update), SQLITE_OK);
     }
 
-    void remove(Rows& rows) override {
+    void remove(Rows& rows) {
         sqlite3_stmt* statement = prepare("DELETE FROM Tessary WHERE (rowid) = (?)");
         execute("BEGIN IMMEDIATE TRANSACTION;");
         for (const Row* row : rows) {
@@ -97,7 +89,7 @@ public:
         release(rows);
     }
 
-    sqlite3* connection() override { return db; }
+    sqlite3* connection() { return db; }
 
 private:
     void check(int code, int expected) const {
@@ -142,8 +134,6 @@ private:
     sqlite3* db = nullptr;
 };
 
-} // namespace
-
-std::unique_ptr<Layer> openBareLayer(const std::string& fileName) { return std::make_unique<BareLayer>(fileName); }
-
 } // namespace bench
+
+#endif

@@ -1,0 +1,49 @@
+#ifndef BENCH_ROWS_H
+#define BENCH_ROWS_H
+
+#include <string>
+#include <vector>
+
+#include "rowstore/VelDBDataRow.h"
+#include "rowstore/VelDBPayloads.h"
+
+// A layer is one way to keep rows in SQLite, in the table "Tessary" of an existing file. All layers use the same
+// settings and the same statements. Each call compiles its statements anew, from texts of exact length, and each change
+// is one transaction. Only the code around SQLite differs. A row to write has a name and a payload and no other value,
+// like the feature's.
+//
+// What SQLite refuses is thrown or, by the row store, logged. Either ends the measurement, so no layer rolls back or
+// frees what the call held.
+
+namespace bench {
+
+/// The row store's own row, for every layer: making and freeing a row costs all of them the same.
+using Row = VelDBDataRow<TessaryDatabase>;
+
+/// The rows of one call, none null. `write`, `remove` and `release` free them and empty the vector.
+using Rows = std::vector<Row*>;
+
+/// After how many frames the log is copied into the database. Must be the row store's number, which is checked.
+constexpr const char* checkpointSetting = "PRAGMA wal_autocheckpoint=1000";
+
+/// Makes and frees rows for the layers that have no way of their own.
+struct PlainRows {
+    static Rows newRows(unsigned count) {
+        Rows rows(count);
+        for (Row*& row : rows) {
+            row = new Row;
+        }
+        return rows;
+    }
+
+    static void release(Rows& rows) {
+        for (const Row* row : rows) {
+            delete row;
+        }
+        rows.clear();
+    }
+};
+
+} // namespace bench
+
+#endif
