@@ -1,11 +1,10 @@
-#include "bench/Counters.h"
-
-#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 #include <sys/syscall.h>
 #include <unistd.h>
+
+#include "bench/Bench.h"
 
 namespace {
 
@@ -13,12 +12,6 @@ bench::Counters counted{};
 
 /// The SQLite library finds these before the C library's.
 #define BENCH_INTERPOSED extern "C" __attribute__((visibility("default")))
-
-/// Counts what the kernel took, not what it was offered.
-ssize_t countWrite(long written) {
-    counted.bytes += written > 0 ? static_cast<std::uint64_t>(written) : 0;
-    return written;
-}
 
 } // namespace
 
@@ -31,17 +24,10 @@ BENCH_INTERPOSED int fdatasync(int file) {
     return static_cast<int>(syscall(SYS_fdatasync, file));
 }
 
-BENCH_INTERPOSED int fsync(int file) {
-    ++counted.syncs;
-    return static_cast<int>(syscall(SYS_fsync, file));
-}
-
-BENCH_INTERPOSED ssize_t write(int file, const void* bytes, size_t size) {
-    return countWrite(syscall(SYS_write, file, bytes, size));
-}
-
 BENCH_INTERPOSED ssize_t pwrite64(int file, const void* bytes, size_t size, off64_t offset) {
-    return countWrite(syscall(SYS_pwrite64, file, bytes, size, offset));
+    const ssize_t written = syscall(SYS_pwrite64, file, bytes, size, offset);
+    counted.bytes += written > 0 ? static_cast<std::uint64_t>(written) : 0;
+    return written;
 }
 // NOLINTEND(readability-inconsistent-declaration-parameter-name)
 

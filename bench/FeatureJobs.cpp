@@ -1,9 +1,11 @@
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
-#include "bench/Job.h"
+#include "bench/Bench.h"
 #include "host/Feature.h"
 #include "host/Registry.h"
+#include "workstation/velhost/Temporary.h"
 
 namespace bench {
 
@@ -19,7 +21,7 @@ constexpr std::uint32_t addOperation = 3U << 24U;
 constexpr const char* addedName = "com.example.added00000";
 
 /// The feature as its host has it, made by the registered factory, and the arguments of the next call.
-struct Bench {
+struct Place {
     fs::path directory;
     std::string known; ///< an application that is stored
     std::unique_ptr<Feature> feature;
@@ -29,94 +31,89 @@ struct Bench {
 
 // What is measured. Names that the feature takes by value are moved in: a copy would count as its allocation.
 
-void query(Bench& bench) {
+void query(Place& place) {
     featureData answer;
-    bench.feature->getData(bench.name, answer, 0);
+    place.feature->getData(place.name, answer, 0);
     if (answer.value == 0) {
         throw std::runtime_error("the feature does not know a stored application");
     }
 }
 
-void classify(Bench& bench) {
-    const std::uint32_t argument = addOperation | static_cast<std::uint32_t>(bench.value);
-    bench.feature->runAsync({classificationTrigger, argument, std::move(bench.name), 0});
+void classify(Place& place) {
+    const std::uint32_t argument = addOperation | static_cast<std::uint32_t>(place.value);
+    place.feature->runAsync({classificationTrigger, argument, std::move(place.name), 0});
 }
 
-void weigh(Bench& bench) { bench.feature->runAsync({weightTrigger, 0, std::move(bench.name), bench.value}); }
-void remove(Bench& bench) { bench.feature->runAsync({classificationTrigger, 0, std::move(bench.name), 0}); }
-void report(Bench& bench) { bench.feature->setData(bench.name, {bench.value, bench.value, bench.value}); }
-void reportNothingNew(Bench& bench) { bench.feature->setData(bench.name, {1, 1, 1}); }
+void weigh(Place& place) { place.feature->runAsync({weightTrigger, 0, std::move(place.name), place.value}); }
+void remove(Place& place) { place.feature->runAsync({classificationTrigger, 0, std::move(place.name), 0}); }
+void report(Place& place) { place.feature->setData(place.name, {place.value, place.value, place.value}); }
+void reportNothingNew(Place& place) { place.feature->setData(place.name, {1, 1, 1}); }
 
-void start(Bench& bench) {
+void start(Place& place) {
     FeatureInfo description;
     description.name = "Bench";
-    bench.feature.reset(RegistryBase<Feature, FeatureInfo>::getMap()->at("Tessary")(std::move(description)));
+    place.feature.reset(RegistryBase<Feature, FeatureInfo>::getMap()->at("Tessary")(std::move(description)));
 }
 
-void end(Bench& bench) { bench.feature.reset(); }
+void end(Place& place) { place.feature.reset(); }
 
 // What comes before and is not measured.
 
-void takeKnown(Bench& bench) { bench.name = bench.known; }
+void takeKnown(Place& place) { place.name = place.known; }
 
-void takeNew(Bench& bench) {
-    bench.name = addedName;
-    remove(bench);
-    bench.name = addedName;
+void takeNew(Place& place) {
+    place.feature->runAsync({classificationTrigger, 0, addedName, 0});
+    place.name = addedName;
 }
 
 /// An application with rows in both tables.
-void takeMeasured(Bench& bench) {
-    bench.name = addedName;
-    classify(bench);
-    bench.name = addedName;
-    report(bench);
+void takeMeasured(Place& place) {
+    place.name = addedName;
+    classify(place);
+    place.name = addedName;
+    report(place);
 }
 
 /// A weight that is not the verdict's: a report then changes both tables.
-void takeWeighed(Bench& bench) {
-    bench.feature->runAsync({weightTrigger, 0, bench.known, 2});
-    takeKnown(bench);
+void takeWeighed(Place& place) {
+    place.feature->runAsync({weightTrigger, 0, place.known, 2});
+    takeKnown(place);
 }
 
-void removeFiles(Bench& bench) {
-    end(bench);
-    for (const fs::path& file : fs::directory_iterator(bench.directory)) {
-        fs::remove(file);
+void removeFiles(Place& place) {
+    end(place);
+    fs::remove_all(place.directory);
+    fs::create_directory(place.directory);
+}
+
+void restart(Place& place) {
+    end(place);
+    start(place);
+}
+
+/// Leaves 20 reports in the logs.
+void restartAndReport(Place& place) {
+    restart(place);
+    for (int number = 0; number < 20; ++number) {
+        ++place.value;
+        takeWeighed(place);
+        report(place);
     }
 }
 
-void restart(Bench& bench) {
-    end(bench);
-    start(bench);
-}
-
-/// Leaves 20 changes of each table in its log.
-void restartAndChange(Bench& bench) {
-    restart(bench);
-    for (int change = 0; change < 20; ++change) {
-        ++bench.value;
-        takeKnown(bench);
-        report(bench);
-    }
-}
-
-/// Leaves the logs as they are when the process is killed: a proper end removes them.
-void changeAndKill(Bench& bench) {
-    restartAndChange(bench);
-    for (const char* log : {"Bench.db-wal", "BenchHeavyGame.db-wal"}) {
-        fs::create_hard_link(bench.directory / log, bench.directory / (std::string(log) + ".kept"));
-    }
-    end(bench);
-    for (const char* log : {"Bench.db-wal", "BenchHeavyGame.db-wal"}) {
-        fs::rename(bench.directory / (std::string(log) + ".kept"), bench.directory / log);
-    }
+/// Leaves the files as they are when the process is killed.
+void reportAndKill(Place& place) {
+    restartAndReport(place);
+    const velhost::TemporaryDirectory copy;
+    fs::copy(place.directory, copy.path(), fs::copy_options::recursive);
+    end(place);
+    fs::copy(copy.path(), place.directory, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }
 
 struct FeatureJobKind {
     const char* name;
-    void (*prepare)(Bench&);
-    void (*run)(Bench&);
+    void (*prepare)(Place&);
+    void (*run)(Place&);
 };
 
 constexpr FeatureJobKind calls[] = {
@@ -131,8 +128,8 @@ constexpr FeatureJobKind calls[] = {
 
 constexpr FeatureJobKind lives[] = {
     {"first start", removeFiles, start},          {"start", end, start},
-    {"start after a kill", changeAndKill, start}, {"end", restart, end},
-    {"end after changes", restartAndChange, end},
+    {"start after a kill", reportAndKill, start}, {"end", restart, end},
+    {"end after reports", restartAndReport, end},
 };
 
 JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
@@ -140,13 +137,13 @@ JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
             [&kind, stored](const fs::path& directory) {
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
-                auto bench = std::shared_ptr<Bench>(new Bench{directory, applicationName(stored / 2), nullptr, {}});
-                start(*bench);
-                return Job{[&kind, bench] {
-                               ++bench->value;
-                               kind.prepare(*bench);
+                auto place = std::shared_ptr<Place>(new Place{directory, applicationName(stored / 2), nullptr, {}});
+                start(*place);
+                return Job{[&kind, place] {
+                               ++place->value;
+                               kind.prepare(*place);
                            },
-                           [&kind, bench] { kind.run(*bench); }};
+                           [&kind, place] { kind.run(*place); }};
             }};
 }
 

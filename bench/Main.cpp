@@ -2,14 +2,14 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <random>
 
 #include <benchmark/benchmark.h>
 #include <valgrind/callgrind.h>
 
-#include "bench/Counters.h"
-#include "bench/Job.h"
+#include "bench/Bench.h"
 #include "workstation/velhost/DeviceVfs.h"
 #include "workstation/velhost/Temporary.h"
 
@@ -77,40 +77,24 @@ Counters runOnce(benchmark::State& state, const bench::Job& job) {
 }
 
 void measure(benchmark::State& state, const bench::JobKind& kind) {
-    try {
-        std::vector<Counters> costs(static_cast<std::size_t>(state.max_iterations));
-        auto heap = useHeap(0);
-        std::optional<Workplace> place;
-        unsigned runs = 0;
-        for (auto unused : state) {
-            static_cast<void>(unused);
-            // The state of the heap changes a call's instructions by some percent. Where these are counted, each run
-            // therefore has another heap.
-            if (!place || RUNNING_ON_VALGRIND != 0) {
-                place.reset();
-                heap = useHeap(runs);
-                place.emplace(kind);
-            }
-            costs[runs++] = runOnce(state, place->job);
+    std::vector<Counters> costs;
+    std::vector<std::unique_ptr<char[]>> heap;
+    std::optional<Workplace> place;
+    for (auto unused : state) {
+        static_cast<void>(unused);
+        // The state of the heap changes a call's instructions by some percent. Where these are counted, each run
+        // therefore has another heap.
+        if (!place || RUNNING_ON_VALGRIND != 0) {
+            place.reset();
+            heap = useHeap(static_cast<unsigned>(costs.size()));
+            place.emplace(kind);
         }
-        addCounters(state, "heap", costs, &Counters::heap);
-        addCounters(state, "syncs", costs, &Counters::syncs);
-        addCounters(state, "bytes", costs, &Counters::bytes);
-        CALLGRIND_DUMP_STATS_AT(kind.name.c_str()); // and begins the next profile
-    } catch (const std::exception& error) {
-        state.SkipWithError(error.what());
+        costs.push_back(runOnce(state, place->job));
     }
-}
-
-void add(const std::vector<bench::JobKind>& kinds) {
-    for (const bench::JobKind& kind : kinds) {
-        // Instructions hardly vary from run to run, and callgrind is slow.
-        const unsigned rounds = RUNNING_ON_VALGRIND == 0 ? kind.rounds : std::max(2U, kind.rounds / 60);
-        benchmark::RegisterBenchmark(kind.name.c_str(), measure, kind)
-            ->Iterations(rounds)
-            ->UseManualTime()
-            ->Unit(benchmark::kMicrosecond);
-    }
+    addCounters(state, "heap", costs, &Counters::heap);
+    addCounters(state, "syncs", costs, &Counters::syncs);
+    addCounters(state, "bytes", costs, &Counters::bytes);
+    CALLGRIND_DUMP_STATS_AT(kind.name.c_str()); // and begins the next profile
 }
 
 } // namespace
@@ -118,8 +102,14 @@ void add(const std::vector<bench::JobKind>& kinds) {
 int main(int argc, char** argv) {
     try {
         bench::requireSameWork();
-        add(bench::storeJobs());
-        add(bench::featureJobs());
+        for (const auto& kinds : {bench::storeJobs(), bench::featureJobs()}) {
+            for (const bench::JobKind& kind : kinds) {
+                // Instructions hardly vary from run to run, and callgrind is slow.
+                const unsigned rounds = RUNNING_ON_VALGRIND == 0 ? kind.rounds : std::max(2U, kind.rounds / 60);
+                auto* job = benchmark::RegisterBenchmark(kind.name.c_str(), measure, kind);
+                job->Iterations(rounds)->UseManualTime()->Unit(benchmark::kMicrosecond);
+            }
+        }
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
         return 0;

@@ -7,13 +7,10 @@
 #include "rowstore/VelDBDataRow.h"
 #include "rowstore/VelDBPayloads.h"
 
-// A layer is one way to keep rows in SQLite, in the table "Tessary" of an existing file. All layers use the same
-// settings and the same statements. Each call compiles its statements anew, from texts of exact length, and each change
-// is one transaction. Only the code around SQLite differs. A row to write has a name and a payload and no other value,
-// like the feature's.
-//
-// What SQLite refuses is thrown or, by the row store, logged. Either ends the measurement, so no layer rolls back or
-// frees what the call held.
+// A layer is one way to keep rows in SQLite, in the table "Tessary" of an existing file. All use the same settings and
+// statements. Each call compiles its statements anew, from texts of exact length, and each change is one transaction.
+// A row to write has a name and a payload and no other value. What SQLite refuses is thrown or, by the row store,
+// logged; either ends the measurement, and what the call held is lost.
 
 namespace bench {
 

@@ -9,14 +9,6 @@
 
 namespace bench {
 
-inline std::string quoted(const std::string& value) {
-    std::string text = "'";
-    for (const char character : value) {
-        text.append(character == '\'' ? 2 : 1, character);
-    }
-    return text + "'";
-}
-
 /// Debian's C++ wrapper, used as its documentation shows, without copies of bound values.
 class SqliteCppLayer : public PlainRows {
 public:
@@ -27,7 +19,11 @@ public:
     Rows read(const std::string& appName) {
         std::string text = "SELECT *, rowid FROM Tessary ";
         if (!appName.empty()) {
-            text += "WHERE (appName) = (" + quoted(appName) + ") ";
+            text += "WHERE (appName) = ('";
+            for (const char character : appName) {
+                text.append(character == '\'' ? 2 : 1, character);
+            }
+            text += "') ";
         }
         SQLite::Statement statement(db, text);
         Rows rows;
@@ -79,7 +75,6 @@ private:
             row.intcol1 = statement.getColumn(0).getInt();
         }
         row.appName = statement.getColumn(1).getString();
-        // The table refuses a name that is NULL. This column may be.
         if (!statement.isColumnNull(2)) {
             row.rsvdName = statement.getColumn(2).getString();
         }

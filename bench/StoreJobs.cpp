@@ -1,10 +1,11 @@
 #include <algorithm>
+#include <memory>
 #include <stdexcept>
 
 #include "bench/BareLayer.h"
-#include "bench/Job.h"
+#include "bench/Bench.h"
 #include "bench/SqliteCppLayer.h"
-#include "bench/TessaryLayer.h"
+#include "rowstore/VelDatabase.h"
 #include "workstation/velhost/DeviceVfs.h"
 #include "workstation/velhost/Temporary.h"
 
@@ -12,11 +13,31 @@ namespace bench {
 
 namespace {
 
+/// The row store. It only logs what SQLite refuses.
+class TessaryLayer : VelDatabase<TessaryDatabase> {
+public:
+    explicit TessaryLayer(const std::string& fileName) : VelDatabase(0, fileName, "Tessary") {
+        if (openVeldb() != VELDB_SUCCESS) {
+            throw std::runtime_error("the row store cannot open its database");
+        }
+    }
+
+    Rows newRows(unsigned count) { return getRow(count); }
+    Rows read(const std::string& appName) {
+        const VelDBDataRowKey key(appName, VELDB_NO_VALUE);
+        return readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
+    }
+    void write(Rows& rows) { writeDeallocateDR<TessaryDatabase>(rows); }
+    void remove(Rows& rows) { deleteDeallocateDR<TessaryDatabase>(rows); }
+    void release(Rows& rows) { freeRow(rows); }
+    sqlite3* connection() { return db; }
+};
+
 constexpr const char* addedName = "com.example.added00000";
 
 /// What a job works on: a layer, and the rows between the two steps.
 template <typename Layer>
-struct Bench {
+struct Place {
     Layer layer;
     unsigned amount;   ///< the rows of one run
     std::string known; ///< the name of a stored row
@@ -71,33 +92,33 @@ struct Bench {
 
 template <typename Layer>
 std::vector<JobKind> jobsOf(const std::string& layerName) {
-    using B = Bench<Layer>;
+    using P = Place<Layer>;
     // Changes of one row work on tables so small that a commit changes one page.
     const struct {
         const char* name;
         unsigned stored;
         unsigned amount;
-        void (B::*prepare)();
-        void (B::*run)();
+        void (P::*prepare)();
+        void (P::*run)();
     } kinds[] = {
-        {"lookup/10", 10, 1, &B::prepareNothing, &B::lookUp},
-        {"lookup/200", 200, 1, &B::prepareNothing, &B::lookUp},
-        {"lookup/1000", 1000, 1, &B::prepareNothing, &B::lookUp},
-        {"lookup/10000", 10000, 1, &B::prepareNothing, &B::lookUp},
-        {"read all/10000", 10000, 10000, &B::prepareNothing, &B::readAll},
-        {"insert/1", 10, 1, &B::prepareInsert, &B::insert},
-        {"update/1", 10, 1, &B::prepareUpdate, &B::write},
-        {"delete/1", 10, 1, &B::prepareDelete, &B::remove},
-        {"insert/100", 10, 100, &B::prepareInsert, &B::insert},
-        {"insert/10000", 10, 10000, &B::prepareInsert, &B::insert},
+        {"lookup/10", 10, 1, &P::prepareNothing, &P::lookUp},
+        {"lookup/200", 200, 1, &P::prepareNothing, &P::lookUp},
+        {"lookup/1000", 1000, 1, &P::prepareNothing, &P::lookUp},
+        {"lookup/10000", 10000, 1, &P::prepareNothing, &P::lookUp},
+        {"read all/10000", 10000, 10000, &P::prepareNothing, &P::readAll},
+        {"insert/1", 10, 1, &P::prepareInsert, &P::insert},
+        {"update/1", 10, 1, &P::prepareUpdate, &P::write},
+        {"delete/1", 10, 1, &P::prepareDelete, &P::remove},
+        {"insert/100", 10, 100, &P::prepareInsert, &P::insert},
+        {"insert/10000", 10, 10000, &P::prepareInsert, &P::insert},
     };
     std::vector<JobKind> jobs;
     for (const auto& kind : kinds) {
         const auto start = [kind](const std::filesystem::path&) {
             storeApplications("bench.db", "Tessary", "1100000000000000", kind.stored);
-            auto bench =
-                std::shared_ptr<B>(new B{Layer("bench.db"), kind.amount, applicationName(kind.stored / 2), {}});
-            return Job{[kind, bench] { (*bench.*kind.prepare)(); }, [kind, bench] { (*bench.*kind.run)(); }};
+            auto place =
+                std::shared_ptr<P>(new P{Layer("bench.db"), kind.amount, applicationName(kind.stored / 2), {}});
+            return Job{[kind, place] { (*place.*kind.prepare)(); }, [kind, place] { (*place.*kind.run)(); }};
         };
         jobs.push_back(
             {std::string(kind.name) + '/' + layerName, roundsFor(std::max(kind.stored, kind.amount)), start});
@@ -113,12 +134,10 @@ void setValues(const Rows& rows, int number) {
     }
 }
 
-void appendSetting(sqlite3* connection, const char* question, std::string& text) {
-    const auto append = [](void* to, int, char** values, char** names) {
-        *static_cast<std::string*>(to) += std::string(names[0]) + '=' + values[0] + '\n';
-        return 0;
-    };
-    sqlite3_exec(connection, question, append, &text, nullptr);
+/// What SQLite calls with each row of an answer.
+int appendSetting(void* text, int, char** values, char** names) {
+    *static_cast<std::string*>(text) += std::string(names[0]) + '=' + values[0] + '\n';
+    return 0;
 }
 
 /// Updates 8 rows and inserts 2 in one transaction and deletes one. Returns the settings and what reads then find: 9
@@ -137,9 +156,8 @@ std::string play() {
     rows = layer.read("it's " + applicationName(3));
     layer.remove(rows);
     std::string text;
-    for (const char* question : {"PRAGMA journal_mode", "PRAGMA synchronous", "PRAGMA wal_autocheckpoint"}) {
-        appendSetting(layer.connection(), question, text);
-    }
+    const char* questions = "PRAGMA journal_mode; PRAGMA synchronous; PRAGMA wal_autocheckpoint";
+    sqlite3_exec(layer.connection(), questions, appendSetting, &text, nullptr);
     for (const std::string& appName : {std::string(), "it's " + applicationName(9)}) {
         rows = layer.read(appName);
         for (const Row* row : rows) {
@@ -153,6 +171,29 @@ std::string play() {
 
 } // namespace
 
+std::string applicationName(unsigned number) {
+    const std::string digits = std::to_string(number);
+    return "com.example.app" + std::string(digits.size() < 5 ? 5 - digits.size() : 0, '0') + digits;
+}
+
+void storeApplications(const std::string& fileName, const std::string& table, const std::string& payload,
+                       unsigned count) {
+    sqlite3* handle = nullptr;
+    const int opened = sqlite3_open(("/data/vendor/vel/" + fileName).c_str(), &handle);
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> db(handle, sqlite3_close);
+    // One statement for all rows: under valgrind the filling would otherwise take longer than the measurement.
+    const std::unique_ptr<char, decltype(&sqlite3_free)> text(sqlite3_mprintf(R"(PRAGMA journal_mode=WAL;
+            CREATE TABLE %s(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB);
+            WITH RECURSIVE names(number) AS (VALUES(0) UNION ALL SELECT number + 1 FROM names)
+            INSERT INTO %s SELECT NULL, printf('com.example.app%%05d', number), NULL, x'%s' FROM names LIMIT %u)",
+                                                                              table.c_str(), table.c_str(),
+                                                                              payload.c_str(), count),
+                                                              sqlite3_free);
+    if (opened != SQLITE_OK || sqlite3_exec(handle, text.get(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(sqlite3_errmsg(handle));
+    }
+}
+
 void requireSameWork() {
     const std::string ours = play<TessaryLayer>();
     for (const std::string& other : {play<BareLayer>(), play<SqliteCppLayer>()}) {
@@ -164,12 +205,12 @@ void requireSameWork() {
 
 std::vector<JobKind> storeJobs() {
     std::vector<JobKind> jobs;
-    const auto bare = jobsOf<BareLayer>("bare");
-    const auto ours = jobsOf<TessaryLayer>("tessary");
-    const auto wrapper = jobsOf<SqliteCppLayer>("SQLiteCpp");
-    // Side by side, so that the layers of one job are measured under the same conditions.
-    for (std::size_t job = 0; job < bare.size(); ++job) {
-        jobs.insert(jobs.end(), {bare[job], ours[job], wrapper[job]});
+    const std::vector<JobKind> layers[] = {jobsOf<BareLayer>("bare"), jobsOf<TessaryLayer>("tessary"),
+                                           jobsOf<SqliteCppLayer>("SQLiteCpp")};
+    for (std::size_t job = 0; job < layers[0].size(); ++job) {
+        for (const auto& layer : layers) {
+            jobs.push_back(layer[job]);
+        }
     }
     return jobs;
 }

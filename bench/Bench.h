@@ -1,12 +1,23 @@
-#ifndef BENCH_JOB_H
-#define BENCH_JOB_H
+#ifndef BENCH_BENCH_H
+#define BENCH_BENCH_H
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace bench {
+
+/// What the process has done since it began, SQLite's work included.
+struct Counters {
+    std::uint64_t heap;  ///< calls of `operator new`; SQLite's own memory does not come from there
+    std::uint64_t syncs; ///< calls of fdatasync
+    std::uint64_t bytes; ///< bytes that files took by pwrite64
+};
+
+/// The cost of a call is the difference between two answers. For one thread at a time.
+Counters counters();
 
 /// One thing to measure, with all that it needs. Both steps throw when something is not as it should be.
 struct Job {
@@ -18,8 +29,7 @@ struct Job {
 struct JobKind {
     std::string name; ///< "what/rows/by whom"
     unsigned rounds;  ///< how often to run it
-    /// Makes the job and fills its tables. `directory` is where the velhost::DeviceVfs keeps the device's files, which
-    /// must outlive the job.
+    /// Makes the job and fills its tables. `directory` is where the device's files lie, and must outlive the job.
     std::function<Job(const std::filesystem::path& directory)> start;
 };
 
@@ -32,15 +42,13 @@ std::vector<JobKind> storeJobs();
 /// The feature's calls as a host makes them, and its start and end.
 std::vector<JobKind> featureJobs();
 
-/// Throws unless all layers have the same settings and leave the same rows after the same inserts, updates and deletes:
-/// else their costs would not be comparable.
+/// Throws unless all layers have the same settings and leave the same rows after the same changes.
 void requireSameWork();
 
 /// A name of usual length, the same for all numbers below 100,000.
 std::string applicationName(unsigned number);
 
-/// Creates a table as the row store does and stores applications 0 to `count` - 1, each with the same payload, given in
-/// hexadecimal.
+/// Creates a table as the row store does and stores `count` applications with the same payload, in hexadecimal.
 void storeApplications(const std::string& fileName, const std::string& table, const std::string& payload,
                        unsigned count);
 
