@@ -9,14 +9,13 @@
 
 namespace bench {
 
-/// What the process has done since it began, SQLite's work included.
+/// What the process has done since it began, SQLite's work included; the difference is what a call costs.
 struct Counters {
     std::uint64_t heap;  ///< calls of `operator new`; SQLite's own memory does not come from there
     std::uint64_t syncs; ///< calls of fdatasync
     std::uint64_t bytes; ///< bytes that files took by pwrite64
 };
 
-/// The cost of a call is the difference between two answers. For one thread at a time.
 Counters counters();
 
 /// One thing to measure, with all that it needs. Both steps throw when something is not as it should be.

@@ -66,7 +66,6 @@ void takeNew(Place& place) {
     place.name = addedName;
 }
 
-/// An application with rows in both tables.
 void takeMeasured(Place& place) {
     place.name = addedName;
     classify(place);
@@ -91,7 +90,6 @@ void restart(Place& place) {
     start(place);
 }
 
-/// Leaves 20 reports in the logs.
 void restartAndReport(Place& place) {
     restart(place);
     for (int number = 0; number < 20; ++number) {
@@ -137,7 +135,9 @@ JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
             [&kind, stored](const fs::path& directory) {
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
-                auto place = std::shared_ptr<Place>(new Place{directory, applicationName(stored / 2), nullptr, {}});
+                auto place = std::make_shared<Place>();
+                place->directory = directory;
+                place->known = applicationName(stored / 2);
                 start(*place);
                 return Job{[&kind, place] {
                                ++place->value;

@@ -18,9 +18,6 @@
 
 namespace {
 
-using bench::Counters;
-
-/// A job with a device of its own.
 struct Workplace {
     explicit Workplace(const bench::JobKind& kind) : device(directory.path()), job(kind.start(directory.path())) {
         // The first runs also pay for what later ones find done.
@@ -49,35 +46,36 @@ std::vector<std::unique_ptr<char[]>> useHeap(unsigned seed) {
 }
 
 /// The middle value is what a run usually costs. Rare work, such as a checkpoint, shows in the other two.
-void addCounters(benchmark::State& state, const std::string& name, std::vector<Counters>& costs,
-                 std::uint64_t Counters::*count) {
+void addCounters(benchmark::State& state, const std::string& name, std::vector<bench::Counters>& costs,
+                 std::uint64_t bench::Counters::*count) {
     double sum = 0;
-    for (const Counters& cost : costs) {
+    for (const bench::Counters& cost : costs) {
         sum += static_cast<double>(cost.*count);
     }
     std::sort(costs.begin(), costs.end(),
               [&](const auto& one, const auto& other) { return one.*count < other.*count; });
-    state.counters[name] = static_cast<double>(costs[costs.size() / 2].*count);
+    const bench::Counters& middle = costs[costs.size() / 2];
+    state.counters[name] = static_cast<double>(middle.*count);
     state.counters[name + " mean"] = sum / static_cast<double>(costs.size());
     state.counters[name + " most"] = static_cast<double>(costs.back().*count);
 }
 
 /// Runs the job once and returns what it cost.
-Counters runOnce(benchmark::State& state, const bench::Job& job) {
+bench::Counters runOnce(benchmark::State& state, const bench::Job& job) {
     job.prepare();
-    const Counters before = bench::counters();
+    const bench::Counters before = bench::counters();
     const auto begin = std::chrono::steady_clock::now();
     CALLGRIND_TOGGLE_COLLECT; // does nothing outside callgrind
     job.run();
     CALLGRIND_TOGGLE_COLLECT;
     const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - begin;
-    const Counters after = bench::counters();
+    const bench::Counters after = bench::counters();
     state.SetIterationTime(taken.count());
     return {after.heap - before.heap, after.syncs - before.syncs, after.bytes - before.bytes};
 }
 
 void measure(benchmark::State& state, const bench::JobKind& kind) {
-    std::vector<Counters> costs;
+    std::vector<bench::Counters> costs;
     std::vector<std::unique_ptr<char[]>> heap;
     std::optional<Workplace> place;
     for (auto unused : state) {
@@ -91,9 +89,9 @@ void measure(benchmark::State& state, const bench::JobKind& kind) {
         }
         costs.push_back(runOnce(state, place->job));
     }
-    addCounters(state, "heap", costs, &Counters::heap);
-    addCounters(state, "syncs", costs, &Counters::syncs);
-    addCounters(state, "bytes", costs, &Counters::bytes);
+    addCounters(state, "heap", costs, &bench::Counters::heap);
+    addCounters(state, "syncs", costs, &bench::Counters::syncs);
+    addCounters(state, "bytes", costs, &bench::Counters::bytes);
     CALLGRIND_DUMP_STATS_AT(kind.name.c_str()); // and begins the next profile
 }
 

@@ -39,8 +39,8 @@ constexpr const char* addedName = "com.example.added00000";
 template <typename Layer>
 struct Place {
     Layer layer;
-    unsigned amount;   ///< the rows of one run
-    std::string known; ///< the name of a stored row
+    unsigned amount = 1; ///< the rows of one run
+    std::string known;   ///< the name of a stored row
     Rows rows;
 
     /// A read that finds nothing would be the fastest of all.
@@ -134,7 +134,6 @@ void setValues(const Rows& rows, int number) {
     }
 }
 
-/// What SQLite calls with each row of an answer.
 int appendSetting(void* text, int, char** values, char** names) {
     *static_cast<std::string*>(text) += std::string(names[0]) + '=' + values[0] + '\n';
     return 0;
@@ -198,7 +197,7 @@ void requireSameWork() {
     const std::string ours = play<TessaryLayer>();
     for (const std::string& other : {play<BareLayer>(), play<SqliteCppLayer>()}) {
         if (other != ours || std::count(other.begin(), other.end(), '\n') != 3 + 9 + 1) {
-            throw std::runtime_error("the layers differ:\n" + other + "the row store:\n" + ours);
+            throw std::runtime_error(std::string("the layers differ:\n").append(other).append("\n").append(ours));
         }
     }
 }
