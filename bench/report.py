@@ -144,8 +144,8 @@ def report(program, files, disk, times):
           f'{" ".join(platform.libc_ver())}\n')
 
     table(["call, 200 applications", "instructions", "heap", "µs in memory", "µs on disk", *COSTS],
-          [[job.split("/")[0], number(round(counts[job, "feature"]["instructions"])), number(calls[job, "feature"]["heap"]),
-            f'{time(rounds, job, "feature"):.0f}', f'{time(on_disk, job, "feature"):.0f}',
+          [[job.split("/")[0], number(round(counts[job, "feature"]["instructions"])),
+            number(calls[job, "feature"]["heap"]), f'{time(rounds, job, "feature"):.0f}', f'{time(on_disk, job, "feature"):.0f}',
             *(number(calls[job, "feature"][cost]) for cost in COSTS)] for job in jobs if job.endswith("/200")])
 
     names = [job.removesuffix("/10") for job in jobs if job.endswith("/10")]
