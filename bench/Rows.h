@@ -21,7 +21,7 @@ using Row = VelDBDataRow<TessaryDatabase>;
 using Rows = std::vector<Row*>;
 
 /// After how many frames the log is copied into the database. Must be the row store's number, which is checked.
-constexpr const char* checkpointSetting = "PRAGMA wal_autocheckpoint=1000";
+constexpr const char* checkpointSetting = "PRAGMA wal_autocheckpoint=40";
 
 /// Makes and frees rows for the layers that have no way of their own.
 struct PlainRows {
