@@ -1,6 +1,6 @@
 // The smallest host: loads the plug-in, makes the feature, sends one trigger and asks for what it has stored.
 //
-//     smallest_host [PATH-OF-LIBTESSARY]
+//     smallest_host [PATH-OF-LIBTESSARY [NAME]]
 //
 // Run it on a device while the real host is stopped: both would use the same database files. It prints
 // "com.example.game: type 17" and leaves that application in the table, where `velhost dump` shows it.
@@ -28,7 +28,7 @@ int main(int argc, char** argv) {
         }
     }
     FeatureInfo description;
-    description.name = "Tessary"; // the database files are named after it
+    description.name = argc > 2 ? argv[2] : "Tessary"; // the database files are named after it
     Feature* feature = factory != nullptr ? factory(description) : nullptr;
     if (feature == nullptr) {
         std::fprintf(stderr, "smallest_host: no feature\n");
