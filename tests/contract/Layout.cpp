@@ -26,7 +26,7 @@
 #include "rowstore/VelDatabase.h"
 
 #ifndef EXPECTED_SIZEOF_FEATURE
-#define EXPECTED_SIZEOF_FEATURE usually(392, 528 + 2 * sizeof(std::mutex)) // 40 bytes, but 48 on 64-bit ARM
+#define EXPECTED_SIZEOF_FEATURE usually(392, 608, 2)
 #endif
 #ifndef EXPECTED_SIZEOF_FEATUREINFO
 #define EXPECTED_SIZEOF_FEATUREINFO usually(160, 304)
@@ -56,10 +56,12 @@
 
 namespace {
 
-/// A record's size with the usual library, whose strings, containers and locks it is made of.
-constexpr std::size_t usually([[maybe_unused]] std::size_t size32, [[maybe_unused]] std::size_t size64) {
+/// A record's size with the usual library, whose strings, containers and locks it is made of. A lock has 40 bytes on
+/// x86-64 but 48 on 64-bit ARM.
+constexpr std::size_t usually([[maybe_unused]] std::size_t size32, [[maybe_unused]] std::size_t size64,
+                              [[maybe_unused]] std::size_t locks = 0) {
 #ifdef __GLIBCXX__
-    return sizeof(void*) == 4 ? size32 : size64;
+    return sizeof(void*) == 4 ? size32 : size64 + locks * (sizeof(std::mutex) - 40);
 #else
     return 0;
 #endif
@@ -168,7 +170,7 @@ FIELD_AT(Table, cacheList, 0, std::list<Row*>);
 FIELD_AFTER(Table, cacheList, cacheMutex, std::mutex);
 FIELD_AFTER(Table, cacheMutex, spareFlag, bool);
 FIELD_AFTER(Table, spareFlag, tableName, std::string);
-RECORD_SIZE(Table, tableName, usually(64, 104));
+RECORD_SIZE(Table, tableName, usually(64, 104, 1));
 
 struct Store : VelDatabase<TessaryDatabase> {
     using VelDatabase::db;
@@ -180,7 +182,7 @@ FIELD_AT(Store, dbParam, sizeof(Table), unsigned long);
 FIELD_AFTER(Store, dbParam, db, sqlite3*);
 FIELD_AFTER(Store, db, dbDir, std::string);
 FIELD_AFTER(Store, dbDir, dbFileName, std::string);
-RECORD_SIZE(Store, dbFileName, usually(120, 184));
+RECORD_SIZE(Store, dbFileName, usually(120, 184, 1));
 
 /// The slot of a virtual operation: the ABI keeps its offset in the table in a pointer to member.
 template <typename Operation>
