@@ -6,13 +6,13 @@
 
 #include "host/Export.h"
 
-/// What the host delivers with an asynchronous trigger. Which trigger codes a feature acts on, and how it decodes the
-/// two arguments, is the feature's matter (TessaryFeature::runAsync). Passed by value: a feature may change its copy.
+/// What the host delivers with an asynchronous trigger. Each feature decides which trigger codes it handles and how it
+/// decodes the arguments (TessaryFeature::runAsync). Passed by value: a feature may change its copy.
 /// An open record: add the fields that the host has after `triggerValue`.
 struct HOST_EXPORT AsyncTriggerPayload {
     /// The trigger code, compared for equality only.
     std::uint32_t triggerId = 0;
-    /// First argument word, decoded as the trigger code says.
+    /// First argument word. Its meaning depends on the trigger code.
     std::uint32_t triggerArg = 0;
     /// The application (package) that the trigger concerns.
     std::string appName;

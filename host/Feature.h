@@ -27,56 +27,55 @@ public:
     virtual ~FeatureOwnedObject() = default;
 };
 
-/// The host's base class of every feature. The host and its plug-ins are compiled apart against this declaration and
-/// work on the same objects, so the order of the virtual operations and of the members is a binary contract. The
-/// virtual table lives in the host library; the constructor, the destructor and the four-argument `getData` are inline
-/// and each plug-in carries its own copy.
+/// The host's base class of every feature. The host and its plug-ins are compiled apart and work on the same objects,
+/// so the order of the virtual operations and of the members is a binary contract. The virtual table is in the host
+/// library. The constructor, the destructor and the four-argument `getData` are inline: each plug-in has its own copy.
 ///
 /// Only the host knows five of the records in full. They are marked "open record" here: FeatureOwnedObject,
 /// FeatureState, AsyncTriggerPayload and featureData; the fifth is PropVal in <perfd_client.h>. Complete them from the
 /// host's headers before building for a device. `tests/contract/Layout.cpp` checks their sizes.
 ///
-/// The host calls the operations on threads of its choice, and not while the feature is constructed or destroyed.
+/// The host calls the operations on threads of its choice, but never while the feature is constructed or destroyed.
 class HOST_EXPORT Feature {
 public:
-    /// Takes over the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf"
-    /// into `tracePerf`. What the members' construction throws passes to the caller, who then has no feature.
+    /// Keeps the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf" into
+    /// `tracePerf`. Throws what the members' construction throws.
     explicit Feature(FeatureInfo description);
 
-    /// The host destroys a feature through a `Feature*`. `worker` must have been joined. The owned objects are the
-    /// derived destructor's to delete.
+    /// The host deletes a feature through `Feature*`. `worker` must have been joined. The derived destructor deletes
+    /// the owned objects.
     virtual ~Feature() = default;
 
-    // The host's code refers to a feature where it is; it is never copied.
+    // The host keeps pointers to it.
     Feature(const Feature&) = delete;
     Feature& operator=(const Feature&) = delete;
 
-    /// Delivery of an asynchronous trigger. Results and failures are not reported back; what an operation throws, this
-    /// or another, passes to the host.
+    /// Handles an asynchronous trigger. Reports no result. Like every operation it may throw; the host gets the
+    /// exception.
     virtual void runAsync(AsyncTriggerPayload payload);
 
     /// The host's own; this plug-in inherits them.
     virtual void runAsyncIdle(const std::atomic<bool>& flag);
     virtual void runAsyncPeriodic(const std::atomic<bool>& flag);
 
-    /// A query about an application: the answer goes into `data.value`, and no other field is written. Which selectors
-    /// there are is the feature's matter. Returns 0.
+    /// Answers a query about an application in `data.value`; writes no other field. Each feature decides which
+    /// selectors it knows. Returns 0.
     virtual int getData(std::string& appName, featureData& data, int selector);
 
-    /// The query with a second integer argument, which a feature need not support: `data.value` is -1. Returns 0.
+    /// A query with a second argument, which a feature need not support. Stores -1 in `data.value`. Returns 0.
     virtual int getData(std::string& /*appName*/, featureData& data, int /*selector*/, int /*argument*/) {
         data.value = -1;
         return 0;
     }
 
-    /// A report of values for an application; how many are needed is the feature's matter. Returns 0.
+    /// Takes a report of values for an application. Each feature decides how many it needs. Returns 0.
     virtual int setData(std::string& appName, std::vector<int> values);
 
-    // Public: the host's compiled code works on them. What has no comment is the host's alone.
+    // Public: the host's compiled code uses them. Members without a comment are the host's.
 
     /// The feature's name, from the description.
     std::string name;
-    /// Set by the host or null; the derived destructor deletes what they point to, and nobody else may.
+    /// Set by the host, or null. Only the derived destructor deletes them.
     FeatureOwnedObject* ownedObjectA = nullptr;
     FeatureOwnedObject* ownedObjectB = nullptr;
     std::int32_t auxValue = 0;
@@ -91,7 +90,7 @@ public:
     bool flag1 = false;
     bool flag2 = false;
     std::int32_t handle = -1;
-    /// Started and joined by the host alone; must not be joinable when the feature is destroyed.
+    /// Started and joined by the host. Must not be joinable when the feature is destroyed.
     std::thread worker;
     bool flag3 = false;
     bool flag4 = false;

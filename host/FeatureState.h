@@ -6,7 +6,7 @@
 #include "host/Export.h"
 
 /// The host's state object of one feature, embedded in Feature. Implemented by the host library; the plug-in only
-/// builds and destroys it, with the feature.
+/// constructs and destroys it.
 /// An open record: give it the host's fields. Its size decides where the later members of Feature lie.
 class HOST_EXPORT FeatureState {
 public:
