@@ -54,11 +54,12 @@ build_preset() {
   cmake --build "$project_root/build/$preset" ${1:+--target "$@"}
 }
 
-# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of a variant that is built.
+# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of a variant that is built. Fails when the arguments leave none.
 run_tests() {
   local preset=$1
   shift
-  ctest --test-dir "$project_root/build/$preset" --output-on-failure --parallel "$(nproc)" "$@"
+  ctest --test-dir "$project_root/build/$preset" --output-on-failure --no-tests=error \
+    --parallel "$(nproc)" "$@"
 }
 
 # The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator is called after the first

@@ -2,8 +2,11 @@
 # Builds the plug-in and its workstation host, plays a day on a phone into it and prints what it has learnt.
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
-need_packages "${build_packages[@]}"
-build_preset release tessary velhost
+# Standard output is the host's alone.
+{
+  need_packages "${build_packages[@]}"
+  build_preset release tessary velhost
+} >&2
 
 # The day starts on a phone without data, so that every run prints the same.
 data="$project_root/build/release/data"

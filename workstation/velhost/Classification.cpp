@@ -1,6 +1,8 @@
 #include "workstation/velhost/Classification.h"
 
-#include <cstddef>
+#include <algorithm>
+
+#include "workstation/velhost/Text.h"
 
 namespace velhost {
 
@@ -8,6 +10,50 @@ namespace {
 
 /// The signed reading of a sum made in unsigned arithmetic, where overflow is defined.
 std::int32_t wrapped(std::uint32_t value) { return static_cast<std::int32_t>(value); }
+
+using Rows = std::vector<StoredRow>;
+
+/// Returns the rows of the name that stand at `next`, which moves behind them.
+Rows takeRows(const std::string& name, Rows::const_iterator& next, const Rows& rows) {
+    const auto first = next;
+    next = std::find_if(first, rows.end(), [&name](const StoredRow& row) { return row.appName != name; });
+    return {first, next};
+}
+
+/// Brings the rows of equal names together; both tables are sorted alike.
+void merge(const StoredTable& classifier, const StoredTable& peaks, const DatabaseFiles& files, Contents& contents) {
+    const auto note = [&contents](const std::filesystem::path& file, const std::string& name, const std::string& what) {
+        contents.notes.push_back(file.string() + ": " + scriptWord(name) + " has " + what);
+    };
+    auto type = classifier.rows.begin();
+    auto peak = peaks.rows.begin();
+    while (type != classifier.rows.end() || peak != peaks.rows.end()) {
+        const bool typeFirst =
+            peak == peaks.rows.end() || (type != classifier.rows.end() && type->appName <= peak->appName);
+        const std::string name = typeFirst ? type->appName : peak->appName;
+        const Rows types = takeRows(name, type, classifier.rows);
+        const Rows heavy = takeRows(name, peak, peaks.rows);
+        for (std::size_t i = 0; i < std::max(types.size(), heavy.size()); ++i) {
+            Classification& entry = contents.applications.emplace_back();
+            entry.appName = name;
+            if (i < types.size()) {
+                entry.stored = {types[i].numbers[0], types[i].numbers[1]};
+            }
+            if (i < heavy.size()) {
+                entry.heavyGame = HeavyGame{heavy[i].numbers};
+            }
+        }
+        if (types.size() > 1) {
+            note(files.classifier, name, std::to_string(types.size()) + " rows");
+        }
+        if (heavy.size() > 1) {
+            note(files.heavyGame, name, std::to_string(heavy.size()) + " rows");
+        }
+        if (types.empty() && classifier.failure.empty()) {
+            note(files.heavyGame, name, "peaks but no classification");
+        }
+    }
+}
 
 } // namespace
 
@@ -19,39 +65,24 @@ std::int32_t HeavyGame::sum() const {
 // The rule compares "sum - 1700 > 199", not "sum >= 1900": where the difference wraps the two disagree.
 bool HeavyGame::isHeavy() const { return wrapped(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
 
-ClassificationReader::ClassificationReader(const DatabaseFiles& files, const DatabaseFiles& shown)
-    : classifier(files.classifier, "Tessary", shown.classifier) {
+bool HeavyGame::isWrapped() const {
+    const std::int64_t exact = 2LL * peaks[0] + peaks[1] + 2LL * peaks[2];
+    return exact != sum() || exact - 1700 != wrapped(static_cast<std::uint32_t>(sum()) - 1700U);
+}
+
+Contents readContents(const DatabaseFiles& files) {
+    const StoredTable classifier = readTable(files.classifier, "Tessary", 8);
+    StoredTable peaks;
     // The feature makes both files when it starts; one is missing when only the other was pulled or could be opened.
     if (files.hasHeavyGame()) {
-        peaks.emplace(files.heavyGame, "HeavyGame", shown.heavyGame);
+        peaks = readTable(files.heavyGame, "HeavyGame", 12);
+    } else {
+        peaks.notes.push_back(files.heavyGame.string() + " is missing, so no peaks are shown");
     }
-}
-
-std::optional<Classification> ClassificationReader::next() {
-    const bool haveStored = !classifier.atEnd();
-    const bool havePeaks = peaks && !peaks->atEnd();
-    if (!haveStored && !havePeaks) {
-        return std::nullopt;
-    }
-    // Below zero: the classifier's name comes first; zero: both rows speak of one application.
-    const int order = !haveStored ? 1 : !havePeaks ? -1 : classifier.appName().compare(peaks->appName());
-    Classification answer{order <= 0 ? classifier.appName() : peaks->appName(), std::nullopt, std::nullopt};
-    if (order <= 0) {
-        answer.stored = Classification::Stored{classifier.numbers()[0], classifier.numbers()[1]};
-        classifier.advance();
-    }
-    if (order >= 0) {
-        answer.heavyGame = HeavyGame{peaks->numbers()};
-        peaks->advance();
-    }
-    return answer;
-}
-
-void ClassificationReader::restart() {
-    classifier.restart();
-    if (peaks) {
-        peaks->restart();
-    }
+    Contents contents{{}, classifier.notes, classifier.failure.empty() ? peaks.failure : classifier.failure};
+    contents.notes.insert(contents.notes.end(), peaks.notes.begin(), peaks.notes.end());
+    merge(classifier, peaks, files, contents);
+    return contents;
 }
 
 } // namespace velhost

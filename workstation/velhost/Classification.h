@@ -1,10 +1,10 @@
 #ifndef WORKSTATION_VELHOST_CLASSIFICATION_H
 #define WORKSTATION_VELHOST_CLASSIFICATION_H
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "workstation/velhost/DatabaseFiles.h"
 #include "workstation/velhost/StoredTable.h"
@@ -20,14 +20,16 @@ struct HeavyGame {
     static constexpr std::int32_t threshold = 1900;
 
     /// The largest values ever reported, in the order of the report.
-    StoredTable::Numbers peaks{};
+    Numbers peaks{};
 
     /// 2 * peak 0 + peak 1 + 2 * peak 2 in wrapping 32-bit arithmetic.
     std::int32_t sum() const;
 
-    /// Whether the sum reaches the threshold as the feature computes it: the difference wraps too, so that a sum near
-    /// the lower end of the range counts as heavy.
+    /// Whether the sum reaches the threshold as the feature computes it: the difference wraps too.
     bool isHeavy() const;
+
+    /// Whether the sum or the difference wrapped.
+    bool isWrapped() const;
 };
 
 /// What the two databases hold about one application. At least one of the two parts is there.
@@ -38,34 +40,21 @@ struct Classification {
         std::int32_t weight;
     };
 
-    /// Any bytes.
-    std::string appName;
-    /// Nothing when only the peaks are known.
+    std::string appName; ///< any bytes
     std::optional<Stored> stored;
-    /// Nothing when no measurement was stored, or none could be read for want of the file.
     std::optional<HeavyGame> heavyGame;
 };
 
-/// Reads both databases side by side in the byte order of the application names, with one row of each in memory.
-/// Duplicate rows of a name, and heavy-game rows without a classifier row, come as classifications of their own.
-class ClassificationReader {
-public:
-    /// Opens `files`; without a heavy-game file there are no peaks. Throws Failure, which calls the files as in
-    /// `shown`. When it does not throw, every row was found readable.
-    ClassificationReader(const DatabaseFiles& files, const DatabaseFiles& shown);
-
-    /// Returns the next classification, or nothing after the last one. Throws Failure.
-    std::optional<Classification> next();
-
-    /// Starts again at the first classification. Throws Failure.
-    void restart();
-
-private:
-    // Both sorted alike, so that equal names meet.
-    StoredTable classifier;
-    // Nothing when the file is missing.
-    std::optional<StoredTable> peaks;
+/// What both databases hold, and what is wrong with it.
+struct Contents {
+    /// In the byte order of the names. Of several rows of one name each is an entry.
+    std::vector<Classification> applications;
+    std::vector<std::string> notes; ///< lines for the user
+    std::string failure;            ///< why not all rows could be read; empty if they could
 };
+
+/// Reads and checks both databases; the one of the peaks may be missing. Throws Error.
+Contents readContents(const DatabaseFiles& files);
 
 } // namespace velhost
 

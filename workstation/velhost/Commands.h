@@ -5,16 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "workstation/velhost/Error.h"
 #include "workstation/velhost/Printer.h"
 
-// What velhost does once its command line is understood. Both commands print on standard output and throw Refusal or
-// Failure.
+// What velhost does once its command line is understood. Everything prints on standard output and throws Error.
 
 namespace velhost {
 
 /// What `dump` is asked to do.
 struct DumpOptions {
-    /// The directory of the database files.
+    /// The directory of the database files; empty for the default.
     std::filesystem::path data;
     /// The feature's name, from which the files have theirs.
     std::string name = "Tessary";
@@ -25,23 +25,28 @@ struct DumpOptions {
 struct ReplayOptions : DumpOptions {
     /// "-" is standard input.
     std::string script = "-";
-    /// The library to load.
+    /// The library to load; empty for the default.
     std::filesystem::path plugin;
     /// System properties to set before the load, in this order; "KEY=VALUE" each.
     std::vector<std::string> properties;
     /// Drops the log lines of the plug-in, at every priority.
     bool quiet = false;
+    /// Announces each call on standard error.
+    bool trace = false;
 };
 
-/// Prints the classification that lies in the files, which are left as they are.
-void dump(const DumpOptions& options);
+/// Prints the classification that lies in the files, which are left as they are, and then what is wrong with it.
+Exit dump(const DumpOptions& options);
 
-/// Checks the script, loads the plug-in, plays the script into a new feature, deletes it and prints the classification.
+/// Checks the script, loads the plug-in, plays the script into a new feature, deletes it and prints as `dump` does.
 /// Nothing is loaded or made on disk before the whole script was found good.
-void replay(const ReplayOptions& options);
+Exit replay(const ReplayOptions& options);
 
-/// Reads the command line, runs the command that it asks for and returns the exit status.
-int run(int argc, char** argv);
+/// Prints what both databases hold, and their notes on standard error.
+Exit show(const DatabaseFiles& files, Printer& printer);
+
+/// Reads the command line and runs the command that it asks for.
+Exit run(int argc, char** argv);
 
 } // namespace velhost
 

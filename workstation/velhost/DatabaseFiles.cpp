@@ -1,15 +1,13 @@
 #include "workstation/velhost/DatabaseFiles.h"
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <system_error>
 
 #include <unistd.h>
 
 #include "workstation/velhost/DeviceVfs.h"
-#include "workstation/velhost/Failure.h"
+#include "workstation/velhost/Error.h"
 #include "workstation/velhost/Text.h"
 
 namespace fs = std::filesystem;
@@ -18,43 +16,28 @@ namespace velhost {
 
 namespace {
 
-fs::path heavyGamePath(const fs::path& directory, const std::string& name) {
-    return directory / (name + "HeavyGame.db");
-}
-
 /// SQLite would only say that it cannot open the file, and the feature would go on without it.
-void refuseLongPath(const fs::path& directory, const std::string& name) {
+void refuseLongPath(const fs::path& file) {
     std::error_code error;
-    const std::string longest = heavyGamePath(fs::absolute(directory, error), name).native() + "-journal";
+    const std::string longest = fs::absolute(file, error).native() + "-journal";
     // File systems end at 255 bytes for a name, with its ending.
-    if (name.size() > 200 || longest.size() > DeviceVfs::longestPath()) {
-        throw Refusal(directory.string() + ": the path or the name " + named(name) + " is too long for SQLite");
+    if (longest.size() > DeviceVfs::longestPath() || file.filename().native().size() > 240) {
+        throw Error(Exit::refused, fs::absolute(file, error).string() + ": the path is too long for SQLite");
     }
-}
-
-/// Permission bits do not tell (root, read-only mounts), so a file is made and removed.
-void refuseUnwritable(const fs::path& directory) {
-    std::string probe = directory / ".velhost-XXXXXX";
-    const int descriptor = mkstemp(probe.data());
-    if (descriptor < 0) {
-        throw Refusal(directory.string() + ": the data directory is not writable: " + std::strerror(errno));
-    }
-    close(descriptor);
-    unlink(probe.c_str());
 }
 
 } // namespace
 
 DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
-    : classifier(directory / (name + ".db")), heavyGame(heavyGamePath(directory, name)) {
+    : classifier(directory / (name + ".db")), heavyGame(directory / (name + "HeavyGame.db")) {
     if (directory.empty()) {
-        throw Refusal("the data directory has no name");
+        throw Error(Exit::refused, "the data directory has no name");
     }
     // The name goes into a path as it is.
     if (name.find('/') != std::string::npos) {
-        throw Refusal("the name " + named(name) + " must not hold a '/'");
+        throw Error(Exit::refused, "the name " + named(name) + " must not hold a '/'");
     }
-    refuseLongPath(directory, name);
+    refuseLongPath(heavyGame);
 }
 
 bool DatabaseFiles::hasHeavyGame() const {
@@ -63,10 +46,19 @@ bool DatabaseFiles::hasHeavyGame() const {
     return fs::exists(heavyGame, error) || error;
 }
 
-void noteMissingPeaks(const DatabaseFiles& files) {
-    if (!files.hasHeavyGame()) {
-        std::fprintf(stderr, "velhost: note: %s is missing, so no peaks are shown\n", files.heavyGame.c_str());
+void requireClassifier(const fs::path& directory, const std::string& name) {
+    std::error_code error;
+    const fs::path missing = DatabaseFiles(directory, name).classifier;
+    if (fs::exists(missing, error) || error) {
+        return; // opening it will say what is wrong
     }
+    std::string message = missing.string() + ": no such file";
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory, error)) {
+        if (fs::exists(entry.path() / missing.filename(), error)) {
+            message += "; there is one in " + entry.path().string();
+        }
+    }
+    throw Error(Exit::refused, message);
 }
 
 fs::path prepareDataDirectory(const fs::path& directory) {
@@ -74,10 +66,12 @@ fs::path prepareDataDirectory(const fs::path& directory) {
     fs::create_directories(directory, error);
     // Links resolved: SQLite is given this path for as long as the feature lives.
     fs::path whole = error ? fs::path() : fs::canonical(directory, error);
-    if (error) {
-        throw Refusal(directory.string() + ": no data directory: " + error.message());
+    if (!error && access(whole.c_str(), W_OK | X_OK) != 0) {
+        error.assign(errno, std::generic_category());
     }
-    refuseUnwritable(whole);
+    if (error) {
+        throw Error(Exit::refused, directory.string() + ": the data directory is not writable: " + error.message());
+    }
     return whole;
 }
 

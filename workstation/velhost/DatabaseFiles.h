@@ -4,19 +4,16 @@
 #include <filesystem>
 #include <string>
 
-// The names and the place of a feature's two databases, NAME.db and NAMEHeavyGame.db, on a workstation.
-
 namespace velhost {
 
-/// Where a feature's two databases lie. The heavy-game file may be missing.
-/// Only names: nothing is opened, and nothing need exist.
+/// Where a feature's two databases lie, NAME.db and NAMEHeavyGame.db. Only names: nothing need exist.
 struct DatabaseFiles {
     /// The database of types and weights.
     std::filesystem::path classifier;
     /// The database of peaks.
     std::filesystem::path heavyGame;
 
-    /// The files of the feature called `name` in `directory`. Throws Refusal for a name that would lead out of the
+    /// The files of the feature called `name` in `directory`. Throws Error for a name that would lead out of the
     /// directory or makes a path that is too long for SQLite.
     DatabaseFiles(const std::filesystem::path& directory, const std::string& name);
 
@@ -24,10 +21,10 @@ struct DatabaseFiles {
     bool hasHeavyGame() const;
 };
 
-/// Says on standard error that the heavy-game file is missing, if it is.
-void noteMissingPeaks(const DatabaseFiles& files);
+/// Refuses a directory without the classifier's file, and says so when that lies in a directory inside. Throws Error.
+void requireClassifier(const std::filesystem::path& directory, const std::string& name);
 
-/// Returns the absolute path of the directory, which is created when it is missing. Throws Refusal unless files can be
+/// Returns the absolute path of the directory, which is created when it is missing. Throws Error unless files can be
 /// made in it.
 std::filesystem::path prepareDataDirectory(const std::filesystem::path& directory);
 

@@ -1,31 +1,53 @@
 #include "workstation/velhost/Output.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include "workstation/velhost/Failure.h"
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "workstation/velhost/Error.h"
+#include "workstation/velhost/Text.h"
 
 namespace velhost {
 
 namespace {
 
-[[noreturn]] void fail() { throw Failure(std::string("the output could not be written: ") + std::strerror(errno)); }
+[[noreturn]] void fail() {
+    throw Error(Exit::failed, std::string("the output could not be written: ") + std::strerror(errno));
+}
 
 } // namespace
 
-void Output::write(std::string_view text) {
-    // Checked at each write: a long table must not be made for a pipe that is closed.
-    if (std::fwrite(text.data(), 1, text.size(), file) != text.size()) {
+void put(std::string_view text) {
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
         fail();
     }
 }
 
-void Output::finish() {
+void finishOutput() {
     // A full disk may show only here.
-    if (std::fflush(file) != 0) {
+    if (std::fflush(stdout) != 0) {
         fail();
     }
+}
+
+void say(std::string_view text) { std::fprintf(stderr, "%s\n", escaped(text).c_str()); }
+
+std::size_t terminalWidth() {
+    if (isatty(STDOUT_FILENO) != 1) {
+        return 0;
+    }
+    const char* columns = std::getenv("COLUMNS");
+    if (const int wanted = columns == nullptr ? 0 : std::atoi(columns); wanted > 0) { // NOLINT(cert-err34-c)
+        return static_cast<std::size_t>(wanted);
+    }
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : 80;
 }
 
 } // namespace velhost

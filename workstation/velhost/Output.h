@@ -1,31 +1,24 @@
 #ifndef WORKSTATION_VELHOST_OUTPUT_H
 #define WORKSTATION_VELHOST_OUTPUT_H
 
-#include <cstdio>
+#include <cstddef>
 #include <string_view>
 
-// A command whose output was lost must not end as if it had succeeded, so no write goes unchecked, and none is tried
-// after one that failed: who writes is stopped by the exception.
+// The two standard streams. A command whose output was lost must not end as if it had succeeded.
 
 namespace velhost {
 
-/// Standard output, or another open file, with no write left unchecked. One thread at a time.
-/// Its end flushes nothing: a failure could not be reported from there.
-class Output {
-public:
-    /// `target` stays the caller's and must outlive this object.
-    explicit Output(std::FILE* target) : file(target) {}
+/// Writes `text` as it is to standard output. Throws Error when that fails, a full disk for instance.
+void put(std::string_view text);
 
-    /// Throws Failure when the text could not be written, a closed pipe or a full disk for instance.
-    void write(std::string_view text);
+/// Writes out what is still buffered. Throws Error. Only then is the output known to be complete.
+void finishOutput();
 
-    /// Writes out what is still buffered. Throws Failure. Only after it is the output known to be complete.
-    void finish();
+/// Writes one line to standard error, escaped.
+void say(std::string_view text);
 
-private:
-    // Not owned: standard output is the C library's, and closes with the process.
-    std::FILE* file;
-};
+/// The width of the terminal that standard output is, COLUMNS first; 0 when it is no terminal.
+std::size_t terminalWidth();
 
 } // namespace velhost
 

@@ -4,12 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include "workstation/velhost/Classification.h"
-#include "workstation/velhost/Output.h"
 #include "workstation/velhost/Script.h"
 
-// What velhost prints on standard output. Each line is written as soon as it is known and kept nowhere.
+// What velhost prints on standard output.
 
 namespace velhost {
 
@@ -18,38 +18,34 @@ enum class Format { text, json };
 
 /// What the feature said to a query of the script.
 struct Answer {
-    /// Must outlive the answer.
     const QueryCall& query;
-    /// The line of the script that asked.
     std::size_t line;
     std::int32_t value;
 };
 
-/// Prints the answers to queries and then, once, the classification. Memory does not grow with either.
+/// Prints the answers to queries, each at once, and then the classification.
 class Printer {
 public:
     virtual ~Printer() = default;
 
-    /// Only before `printTable`. Throws Failure when the output fails.
+    /// Only before `printTable`. Throws Error when the output fails.
     virtual void printAnswer(const Answer& answer) = 0;
 
-    /// Prints what `reader` gives and completes the output. Throws Failure when the reader or the output fails.
-    virtual void printTable(ClassificationReader& reader) = 0;
+    /// Prints all rows and completes the output. Throws Error when the output fails.
+    virtual void printTable(const std::vector<Classification>& rows) = 0;
+
+protected:
+    /// The field's word in scripts and in both forms.
+    static const char* nameOf(QueryField field) { return field == QueryField::type ? "type" : "weight"; }
 };
 
-/// A printer of the form asked for, onto `output`, which must outlive it.
-std::unique_ptr<Printer> makePrinter(Format format, Output& output);
-
-/// "APP FIELD VALUE" for an answer; a table, 80 columns wide unless its numbers need more, with long names shortened in
-/// the middle. Names stand as a script writes them.
-std::unique_ptr<Printer> makeTextPrinter(Output& output);
-
-/// One object, {"answers":[...],"applications":[...]}, "answers" only if there was a query; always valid, names whole,
-/// with U+FFFD for what is not UTF-8 in them.
-std::unique_ptr<Printer> makeJsonPrinter(Output& output);
-
-/// The field's word in scripts and in both forms.
-const char* nameOf(QueryField field);
+/// Text: "APP FIELD VALUE" for an answer, and a table. Names stand as a script writes them; where the output is a
+/// terminal, long ones are shortened in the middle to fit its width.
+///
+/// JSON: one object, {"answers": [...], "applications": [...]}, "answers" only if there was a query.
+std::unique_ptr<Printer> makePrinter(Format format);
+std::unique_ptr<Printer> makeTextPrinter();
+std::unique_ptr<Printer> makeJsonPrinter();
 
 } // namespace velhost
 

@@ -1,12 +1,18 @@
 #include "workstation/velhost/Script.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
-#include <iterator>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
 #include <limits>
-#include <system_error>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
 
-#include "workstation/velhost/ScriptWords.h"
+#include "workstation/velhost/Error.h"
 #include "workstation/velhost/Text.h"
 
 namespace velhost {
@@ -15,58 +21,120 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-// The two triggers that the feature acts on, as a host knows them: from the contract and not from its sources. The
-// classification trigger packs its two numbers into one word.
-constexpr std::uint32_t classificationTrigger = 4164;
-constexpr std::uint32_t weightTrigger = 4165;
-constexpr std::uint32_t largestType = 0xFFFFFF;
-constexpr std::uint32_t largestOperation = 0xFF;
+/// What is wrong with a line, in words for its writer.
+struct Fault : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
-/// Returns the number that `word` stands for; beyond 64 bits it gives the largest or smallest there is.
-std::int64_t readNumber(const std::string& word) {
-    // Base 10 reads leading zeros as zeros; there is no octal. A sign may stand before either form, a plus may not.
-    const bool negative = word.front() == '-';
-    const char* begin = word.data() + (negative ? 1 : 0);
-    const char* end = word.data() + word.size();
-    int base = 10;
-    if (end - begin > 2 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X')) {
-        base = 16;
-        begin += 2;
+// Words. Each function takes what it reads from the front of `rest`.
+
+bool isControl(char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; }
+
+char takeByte(std::string_view& rest) {
+    if (rest.empty()) {
+        throw Fault("the closing quote is missing");
     }
-    std::uint64_t magnitude = 0;
-    const auto result = std::from_chars(begin, end, magnitude, base);
-    if (begin == end || result.ptr != end) {
-        throw ScriptFault(named(word) + " is not a number");
-    }
-    // Every range asked for is far within 64 bits, so that a clamped value is out of range too.
-    constexpr std::uint64_t largest = std::numeric_limits<std::int64_t>::max();
-    const bool fits = result.ec == std::errc() && magnitude <= largest;
-    const auto value = static_cast<std::int64_t>(fits ? magnitude : largest);
-    return negative ? -value : value;
+    const char byte = rest.front();
+    rest.remove_prefix(1);
+    return byte;
 }
 
-/// Returns the number that `word` stands for, which must lie in `least`..`most`.
-template <typename Number>
-Number numberFrom(const std::string& word, Number least, Number most) {
-    if (word.empty()) {
-        throw ScriptFault("'' is not a number");
+char takeHexadecimal(std::string_view& rest) {
+    // from_chars takes neither sign nor prefix, so two digits are two digits.
+    unsigned char value = 0;
+    const char* end = rest.data() + std::min<std::size_t>(rest.size(), 2);
+    if (std::from_chars(rest.data(), end, value, 16).ptr != rest.data() + 2) {
+        throw Fault("\\x needs two hexadecimal digits");
     }
-    const std::int64_t value = readNumber(word);
+    rest.remove_prefix(2);
+    return static_cast<char>(value);
+}
+
+/// Returns the byte that an escape stands for, its backslash already taken.
+char takeEscape(std::string_view& rest) {
+    constexpr std::string_view letters = "\"\\nrt0";
+    constexpr std::string_view meanings("\"\\\n\r\t\0", 6);
+    const char byte = takeByte(rest);
+    if (byte == 'x') {
+        return takeHexadecimal(rest);
+    }
+    const std::size_t index = letters.find(byte);
+    if (index == std::string_view::npos) {
+        throw Fault("unknown escape '\\" + escaped({&byte, 1}) + "'");
+    }
+    return meanings[index];
+}
+
+std::string takeQuoted(std::string_view& rest) {
+    std::string word;
+    rest.remove_prefix(1);
+    for (char byte = takeByte(rest); byte != '"'; byte = takeByte(rest)) {
+        if (isControl(byte)) {
+            throw Fault("a control character in quotes must be written as an escape");
+        }
+        word += byte == '\\' ? takeEscape(rest) : byte;
+    }
+    // "a"b would read as two words or as one; neither is what was meant.
+    if (!rest.empty() && rest.front() != ' ' && rest.front() != '\t') {
+        throw Fault("no blank after the closing quote of " + named(word));
+    }
+    return word;
+}
+
+std::string takeBare(std::string_view& rest) {
+    std::string word(rest.substr(0, rest.find_first_of(" \t")));
+    rest.remove_prefix(word.size());
+    // A stray quote or backslash is more likely a mistake than part of a package name.
+    if (std::any_of(word.begin(), word.end(), [](char c) { return c == '"' || c == '\\' || isControl(c); })) {
+        throw Fault(named(word) + " must stand in quotes");
+    }
+    return word;
+}
+
+Words splitWords(std::string_view rest) {
+    Words words;
+    for (;;) {
+        rest.remove_prefix(std::min(rest.find_first_not_of(" \t"), rest.size()));
+        if (rest.empty() || rest.front() == '#') {
+            return words;
+        }
+        words.push_back(rest.front() == '"' ? takeQuoted(rest) : takeBare(rest));
+    }
+}
+
+/// Returns the number that `word` stands for, which must lie in the range of `Number` or in `least`..`most`.
+template <typename Number>
+Number numberFrom(const std::string& word, Number least = std::numeric_limits<Number>::min(),
+                  Number most = std::numeric_limits<Number>::max()) {
+    std::string_view digits = word;
+    const bool isNegative = !digits.empty() && digits[0] == '-';
+    digits.remove_prefix(isNegative ? 1 : 0);
+    const bool isHexadecimal = digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
+    digits.remove_prefix(isHexadecimal ? 2 : 0);
+    // Every range lies far within, so that a clamped value is out of range too.
+    constexpr std::uint64_t clamp = 1ULL << 40U;
+    std::uint64_t magnitude = clamp;
+    const char* end = digits.data() + digits.size();
+    const auto result = std::from_chars(digits.data(), end, magnitude, isHexadecimal ? 16 : 10);
+    if (digits.empty() || result.ptr != end) {
+        throw Fault(named(word) + " is not a number");
+    }
+    const auto clamped = static_cast<std::int64_t>(std::min(magnitude, clamp));
+    const std::int64_t value = isNegative ? -clamped : clamped;
     if (value < static_cast<std::int64_t>(least) || value > static_cast<std::int64_t>(most)) {
-        throw ScriptFault(named(word) + " is not in " + std::to_string(least) + ".." + std::to_string(most));
+        throw Fault(named(word) + " is not in " + std::to_string(least) + ".." + std::to_string(most));
     }
     return static_cast<Number>(value);
 }
 
-template <typename Number>
-Number numberFrom(const std::string& word) {
-    return numberFrom(word, std::numeric_limits<Number>::min(), std::numeric_limits<Number>::max());
-}
+// The two triggers that the feature acts on, as a host knows them: from the contract and not from its sources.
+constexpr std::uint32_t classificationTrigger = 4164;
+constexpr std::uint32_t weightTrigger = 4165;
 
 // One builder for each command. `words` holds the command and as many arguments as its entry below allows.
 Call classify(const Words& words) {
-    const auto type = numberFrom<std::uint32_t>(words[2], 0, largestType);
-    const std::uint32_t operation = words.size() > 3 ? numberFrom<std::uint32_t>(words[3], 0, largestOperation) : 1;
+    const auto type = numberFrom<std::uint32_t>(words[2], 0, 0xFFFFFF);
+    const std::uint32_t operation = words.size() > 3 ? numberFrom<std::uint32_t>(words[3], 0, 0xFF) : 1;
     return AsyncTriggerPayload{classificationTrigger, operation << 24U | type, words[1], 0};
 }
 
@@ -85,13 +153,11 @@ Call report(const Words& words) {
 }
 
 Call query(const Words& words) {
-    if (words.size() == 2 || words[2] == "type") {
-        return QueryCall{words[1], QueryField::type};
+    const std::string field = words.size() > 2 ? words[2] : "type";
+    if (field != "type" && field != "weight") {
+        throw Fault(named(field) + " is neither type nor weight");
     }
-    if (words[2] != "weight") {
-        throw ScriptFault(named(words[2]) + " is neither type nor weight");
-    }
-    return QueryCall{words[1], QueryField::weight};
+    return QueryCall{words[1], field == "type" ? QueryField::type : QueryField::weight};
 }
 
 Call trigger(const Words& words) {
@@ -117,48 +183,62 @@ constexpr Command commands[] = {
     {"trigger", "ID ARG APP VALUE", 4, 4, trigger},
 };
 
-/// Throws when the language has no such command.
-const Command& commandNamed(const std::string& name) {
-    const auto* found = std::find_if(std::begin(commands), std::end(commands),
-                                     [&name](const Command& command) { return name == command.name; });
-    if (found == std::end(commands)) {
-        throw ScriptFault("unknown command " + named(name));
+/// Reads one line: a call, or nothing when it holds only blanks and a comment. Throws Fault.
+std::optional<Call> callFrom(std::string_view line) {
+    const Words words = splitWords(line);
+    if (words.empty()) {
+        return std::nullopt;
     }
-    return *found;
-}
-
-Call buildCall(const Command& command, const Words& words) {
-    const std::size_t arguments = words.size() - 1;
-    if (arguments < command.fewest || arguments > command.most) {
-        throw ScriptFault(std::string("expects ") + command.arguments);
+    const auto* command = std::find_if(std::begin(commands), std::end(commands),
+                                       [&words](const Command& candidate) { return words[0] == candidate.name; });
+    if (command == std::end(commands)) {
+        throw Fault("unknown command " + named(words[0]));
     }
-    return command.build(words);
-}
-
-/// Puts the command's name before what is wrong with its arguments.
-Call callFrom(const Words& words) {
-    const Command& command = commandNamed(words[0]);
     try {
-        return buildCall(command, words);
-    } catch (const ScriptFault& fault) {
-        throw ScriptFault(std::string(command.name) + ": " + fault.what());
+        if (words.size() - 1 < command->fewest || words.size() - 1 > command->most) {
+            throw Fault(std::string("expects ") + command->arguments);
+        }
+        return command->build(words);
+    } catch (const Fault& fault) {
+        throw Fault(std::string(command->name) + ": " + fault.what());
     }
+}
+
+/// All of `source`. Throws Error, with `name` for the file.
+std::string contentOf(std::FILE* source, const std::string& name) {
+    constexpr std::size_t largest = 1U << 28U; // or /dev/zero would take all memory
+    std::string content;
+    char buffer[1 << 16];
+    while (const std::size_t size = source == nullptr ? 0 : std::fread(buffer, 1, sizeof(buffer), source)) {
+        content.append(buffer, size);
+        if (content.size() > largest) {
+            throw Error(Exit::refused, name + ": the script is larger than 256 MiB");
+        }
+    }
+    if (source == nullptr || std::ferror(source) != 0) {
+        throw Error(Exit::refused, name + ": " + std::strerror(errno));
+    }
+    return content;
 }
 
 } // namespace
 
-ParsedLine parseLine(std::string_view line) {
-    if (!line.empty() && line.back() == '\r') {
-        line.remove_suffix(1);
-    }
-    try {
-        const Words words = splitWords(line);
-        if (words.empty()) {
-            return {};
+Script::Script(const std::string& path) : name(path == "-" ? "<stdin>" : path) {
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(path == "-" ? nullptr : std::fopen(path.c_str(), "r"),
+                                                               std::fclose);
+    const std::string content = contentOf(path == "-" ? stdin : file.get(), name);
+    std::string_view rest = content;
+    for (std::size_t number = 1; !rest.empty(); ++number) {
+        std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+        line.remove_suffix(!line.empty() && line.back() == '\r' ? 1 : 0);
+        try {
+            if (auto call = callFrom(line)) {
+                calls.push_back({number, std::string(line), std::move(*call)});
+            }
+        } catch (const Fault& fault) {
+            throw Error(Exit::refused, fault.what(), position(number));
         }
-        return {callFrom(words), {}};
-    } catch (const ScriptFault& fault) {
-        return {std::nullopt, fault.what()};
     }
 }
 

@@ -1,33 +1,20 @@
 #ifndef WORKSTATION_VELHOST_SCRIPT_H
 #define WORKSTATION_VELHOST_SCRIPT_H
 
-#include <cstdint>
-#include <optional>
+#include <cstddef>
 #include <string>
-#include <string_view>
 #include <variant>
 #include <vector>
 
 #include "host/AsyncTriggerPayload.h"
 
-// The language of the scripts, one call of the feature a line:
-//
-//     classify APP TYPE [OP]     classification trigger; TYPE 0..16777215, OP 0..255 (1 when left out)
-//     remove APP                 classification trigger with operation code 0
-//     weight APP VALUE           weight trigger
-//     report APP [M0 M1 M2 ...]  setData with any number of values
-//     query APP [type|weight]    getData; type when left out
-//     trigger ID ARG APP VALUE   any trigger, its words given raw
-//
-// Numbers are decimal or, after 0x, hexadecimal, and must fit their 32-bit type.
+// The language of the scripts, one call of the feature a line; `velhost replay --help` describes it.
 
 namespace velhost {
 
-/// Values that a host component reports for an application.
+/// Values that a host component reports for an application. Names are any bytes, none included, in every call.
 struct ReportCall {
-    /// Any bytes, none included, here and in the other calls.
     std::string appName;
-    /// The feature makes nothing of fewer than three, and takes no notice of a fourth.
     std::vector<int> values;
 };
 
@@ -43,18 +30,29 @@ struct QueryCall {
 /// One call of the feature, ready to be made.
 using Call = std::variant<AsyncTriggerPayload, ReportCall, QueryCall>;
 
-/// What one line comes to: a call, or an error in words for the writer of the script, or neither when the line holds
-/// nothing but blanks and a comment.
-struct ParsedLine {
-    /// Whoever makes the call may change it: the feature takes names by reference.
-    std::optional<Call> call;
-    /// Empty unless the line is wrong; one printable line.
-    std::string error;
-};
+/// A script that was found good as a whole, in memory.
+class Script {
+public:
+    struct Line {
+        std::size_t number; ///< from 1
+        std::string text;   ///< as it was written
+        Call call;          ///< the feature takes names by reference and may change them
+    };
 
-/// Reads one line of a script, without its line end; a carriage return at its end is dropped. Any bytes will do as
-/// `line`. Pure: no input, no output, no state; throws nothing but std::bad_alloc.
-ParsedLine parseLine(std::string_view line);
+    /// Reads and checks the whole script; "-" is standard input, called "<stdin>" in messages. Throws Error, which for
+    /// a bad line begins with FILE:LINE.
+    explicit Script(const std::string& path);
+
+    /// The lines that hold a call.
+    std::vector<Line>& lines() { return calls; }
+
+    /// "FILE:LINE".
+    std::string position(std::size_t line) const { return name + ":" + std::to_string(line); }
+
+private:
+    std::string name;
+    std::vector<Line> calls;
+};
 
 } // namespace velhost
 

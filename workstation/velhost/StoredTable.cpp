@@ -3,107 +3,207 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <utility>
+#include <memory>
+#include <system_error>
 
-#include "workstation/velhost/Failure.h"
+#include <sqlite3.h>
+
+#include "workstation/velhost/Error.h"
+#include "workstation/velhost/ReadOnlyVfs.h"
+#include "workstation/velhost/Text.h"
+
+namespace fs = std::filesystem;
 
 namespace velhost {
 
 namespace {
 
-// How long a writer in another process, such as a second replay into the same files, is waited for.
-constexpr int busyMilliseconds = 2000;
+// Far more than a name or a record of the row store has.
+constexpr int longestValue = 1 << 20;
 
-/// The order of std::string: by bytes of UTF-8, whatever the encoding of the file.
-int compareBytes(void* /*unused*/, int leftSize, const void* left, int rightSize, const void* right) noexcept {
-    const int common = std::memcmp(left, right, static_cast<std::size_t>(std::min(leftSize, rightSize)));
-    return common != 0 ? common : leftSize - rightSize;
-}
+struct Closer {
+    void operator()(sqlite3* handle) const { sqlite3_close(handle); }
+    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
-/// Little-endian integers from the first `size` bytes at `bytes`; what is missing is zero.
-StoredTable::Numbers decode(const unsigned char* bytes, std::size_t size) {
+/// Little-endian integers from the first `size` bytes at `bytes`.
+Numbers decode(const unsigned char* bytes, std::size_t size) {
     std::array<std::uint32_t, 3> words{};
     for (std::size_t i = 0; i < std::min(size, sizeof(words)); ++i) {
         words[i / 4] |= static_cast<std::uint32_t>(bytes[i]) << (i % 4 * 8);
     }
-    StoredTable::Numbers numbers{};
+    Numbers numbers{};
     std::memcpy(numbers.data(), words.data(), sizeof(words));
     return numbers;
 }
 
+class Reader {
+public:
+    Reader(const fs::path& path, const std::string& tableName) : file(path), table(tableName) {
+        std::error_code error;
+        const fs::path whole = fs::canonical(file, error);
+        if (error) {
+            throw Error(Exit::refused, file.string() + ": " + error.message());
+        }
+        refuseJournal(whole);
+        // UTF-16 and numbers take more room as UTF-8.
+        room = 4 * (sizeOf(whole) + sizeOf(whole.native() + "-wal"));
+        open(whole);
+    }
+
+    StoredTable read(std::size_t recordSize) {
+        refuseComputedColumns();
+        const Statement rows = prepare("SELECT appName, blob FROM " + table + " NOT INDEXED");
+        check();
+        while (step(rows.get())) {
+            take(rows.get(), recordSize);
+        }
+        std::stable_sort(result.rows.begin(), result.rows.end(),
+                         [](const StoredRow& one, const StoredRow& other) { return one.appName < other.appName; });
+        return std::move(result);
+    }
+
+private:
+    /// 0 for a missing file. A pipe or a device, which would be waited for, is refused.
+    std::uintmax_t sizeOf(const fs::path& path) const {
+        std::error_code error;
+        const std::uintmax_t size = fs::file_size(path, error);
+        if (error && error != std::errc::no_such_file_or_directory) {
+            throw Error(Exit::refused, file.string() + ": " + error.message());
+        }
+        return error ? 0 : size;
+    }
+
+    void open(const fs::path& whole) {
+        sqlite3* opened = nullptr;
+        const int code = sqlite3_open_v2(whole.c_str(), &opened, SQLITE_OPEN_READONLY, readOnlyVfs());
+        // A failed open leaves a handle too, which has the reason and must be closed.
+        connection.reset(opened);
+        if (code != SQLITE_OK) {
+            refuse(std::string(": ") + std::strerror(sqlite3_system_errno(opened)));
+        }
+        // Nothing that the file's schema says is run: no function, check, view or virtual table.
+        sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+        sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+        sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+        sqlite3_drop_modules(opened, nullptr);
+        sqlite3_limit(opened, SQLITE_LIMIT_LENGTH, longestValue);
+        for (const char* setting : {"locking_mode = EXCLUSIVE", "ignore_check_constraints = ON"}) {
+            step(prepare(std::string("PRAGMA ") + setting).get());
+        }
+    }
+
+    void refuseComputedColumns() {
+        const Statement columns = prepare("PRAGMA table_xinfo(" + table + ")");
+        constexpr int hidden = 6; // the column that tells
+        while (step(columns.get())) {
+            if (sqlite3_column_int(columns.get(), hidden) != 0) {
+                throw Error(Exit::refused, file.string() + ": a column of " + table + " is computed");
+            }
+        }
+    }
+
+    /// Notes what SQLite finds wrong with the structure of the table.
+    void check() {
+        const Statement findings = prepare("PRAGMA quick_check(" + table + ")");
+        std::string first;
+        int count = 0;
+        while (step(findings.get())) {
+            const std::string finding = text(findings.get(), 0);
+            first = count++ == 0 ? finding : first;
+        }
+        if (first != "ok") {
+            note("damaged: " + first + (count > 1 ? " (and " + std::to_string(count - 1) + " more)" : ""));
+        }
+    }
+
+    /// Takes one row in.
+    void take(sqlite3_stmt* row, std::size_t recordSize) {
+        const int type = sqlite3_column_type(row, 0); // before a conversion changes it
+        std::string name = text(row, 0);
+        const auto* blob = static_cast<const unsigned char*>(sqlite3_column_blob(row, 1));
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, 1));
+        if (name.size() + size + 8 > room) {
+            fail("its rows hold more than the file");
+            return;
+        }
+        room -= name.size() + size + 8;
+        noteName(name, type);
+        if (size != recordSize) {
+            note("the record of " + scriptWord(name) + " has " + std::to_string(size) + " bytes instead of " +
+                 std::to_string(recordSize));
+        }
+        result.rows.push_back({std::move(name), decode(blob, size)});
+    }
+
+    /// Notes a name that no call of the feature reaches.
+    void noteName(const std::string& name, int type) {
+        if (name.empty()) {
+            note("a row has an empty name");
+        } else if (type != SQLITE_TEXT) {
+            note("the name " + scriptWord(name) + " is not stored as text");
+        } else if (name.find('\0') != std::string::npos) {
+            note("the name " + scriptWord(name) + " holds a NUL byte");
+        }
+    }
+
+    void note(const std::string& what) { result.notes.push_back(file.string() + ": " + what); }
+
+    Statement prepare(const std::string& sql) {
+        sqlite3_stmt* statement = nullptr;
+        if (sqlite3_prepare_v2(connection.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
+            refuse();
+        }
+        return Statement(statement);
+    }
+
+    /// Goes to the next row of `statement`. False at the end of the rows and after a failure.
+    bool step(sqlite3_stmt* statement) {
+        const int code = result.failure.empty() ? sqlite3_step(statement) : SQLITE_DONE;
+        if (code != SQLITE_ROW && code != SQLITE_DONE) {
+            fail(sqlite3_errmsg(connection.get()));
+        }
+        return code == SQLITE_ROW;
+    }
+
+    /// Keeps what has been read, and reads no further.
+    void fail(const std::string& why) {
+        result.failure =
+            file.string() + ": reading stopped after " + std::to_string(result.rows.size()) + " rows: " + why;
+    }
+
+    static std::string text(sqlite3_stmt* statement, int column) {
+        // In this order: asking for the text may convert the value.
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        return {bytes == nullptr ? "" : bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))};
+    }
+
+    [[noreturn]] void refuse(const std::string& detail = "") const {
+        throw Error(Exit::refused, file.string() + ": " + sqlite3_errmsg(connection.get()) + detail);
+    }
+
+    const fs::path& file; // as the user named it
+    const std::string& table;
+    std::unique_ptr<sqlite3, Closer> connection;
+    std::uintmax_t room = 0; // that rows may still take
+    StoredTable result;
+};
+
 } // namespace
 
-StoredTable::StoredTable(const std::filesystem::path& file, const std::string& table, std::string shownFile)
-    : shown(std::move(shownFile)) {
-    open(file);
-    requireTable(table);
-    // The casts give every row bytes, whatever type a foreign writer stored; the part of a blob that counts keeps the
-    // sort small. SQLite sorts beyond its cache on disk.
-    rows = prepare("SELECT CAST(appName AS TEXT), substr(CAST(blob AS BLOB), 1, 12) FROM " + table +
-                   " ORDER BY 1 COLLATE appBytes, rowid");
-    advance();
+StoredTable readTable(const fs::path& file, const std::string& table, std::size_t recordSize) {
+    return Reader(file, table).read(recordSize);
 }
 
-void StoredTable::open(const std::filesystem::path& file) {
-    // For writing as well: reading a database in write-ahead mode may have to repair and index its log.
-    sqlite3* opened = nullptr;
-    const int result = sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
-    // A failed open leaves a handle too, which has the reason and must be closed.
-    connection.reset(opened);
-    if (result != SQLITE_OK) {
-        fail();
+void refuseJournal(const fs::path& file) {
+    const fs::path journal = file.native() + "-journal";
+    std::error_code error;
+    const bool exists = fs::exists(fs::symlink_status(journal, error));
+    if (exists && (fs::file_size(journal, error) > 0 || error)) {
+        throw Error(Exit::refused, journal.string() + " is not empty: the files were left in mid-change. Start and "
+                                                      "stop the device's host, then pull them again");
     }
-    // The file may come from anywhere: nothing that its schema says is run.
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-    sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    sqlite3_busy_timeout(opened, busyMilliseconds);
-    if (sqlite3_create_collation(opened, "appBytes", SQLITE_UTF8, nullptr, compareBytes) != SQLITE_OK) {
-        fail();
-    }
-}
-
-void StoredTable::requireTable(const std::string& table) {
-    // A real table: a view or a virtual table of the name has no root page.
-    const Statement found = prepare("SELECT 1 FROM sqlite_master WHERE type = 'table' AND rootpage > 0 AND name = '" +
-                                    table + "' COLLATE NOCASE");
-    if (!step(found.get())) {
-        throw Failure(shown + ": no table " + table);
-    }
-}
-
-StoredTable::Statement StoredTable::prepare(const std::string& sql) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(connection.get(), sql.c_str(), -1, &statement, nullptr) != SQLITE_OK) {
-        fail();
-    }
-    return Statement(statement);
-}
-
-bool StoredTable::step(sqlite3_stmt* statement) {
-    const int result = sqlite3_step(statement);
-    if (result != SQLITE_ROW && result != SQLITE_DONE) {
-        fail();
-    }
-    return result == SQLITE_ROW;
-}
-
-void StoredTable::fail() const { throw Failure(shown + ": " + sqlite3_errmsg(connection.get())); }
-
-void StoredTable::advance() {
-    // The pointers of a column are asked for before its size: asking for them may convert it.
-    ended = !step(rows.get());
-    if (ended) {
-        return;
-    }
-    const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(rows.get(), 0));
-    name.assign(text == nullptr ? "" : text, static_cast<std::size_t>(sqlite3_column_bytes(rows.get(), 0)));
-    const auto* blob = static_cast<const unsigned char*>(sqlite3_column_blob(rows.get(), 1));
-    values = decode(blob, static_cast<std::size_t>(sqlite3_column_bytes(rows.get(), 1)));
-}
-
-void StoredTable::restart() {
-    sqlite3_reset(rows.get());
-    advance();
 }
 
 } // namespace velhost

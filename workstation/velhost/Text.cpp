@@ -12,20 +12,42 @@ struct Range {
     char32_t last;
 };
 
-// Controls, and characters that a terminal shows as nothing or that reorder their neighbours.
-constexpr Range hiddenCharacters[] = {{0x0, 0x1F},      {0x7F, 0x9F},     {0xAD, 0xAD},     {0x200B, 0x200F},
-                                      {0x2028, 0x202E}, {0x2060, 0x206F}, {0xFEFF, 0xFEFF}, {0xFFF9, 0xFFFB}};
+// Each list is sorted.
 
-bool isHidden(char32_t character) {
-    // From there on: tags, more selectors, private use.
-    return character >= 0xE0000 ||
-           std::any_of(std::begin(hiddenCharacters), std::end(hiddenCharacters),
-                       [character](Range range) { return character >= range.first && character <= range.last; });
+// Controls, and characters that a terminal shows as nothing, in its own way, or that reorder their neighbours.
+constexpr Range hiddenCharacters[] = {
+    {0x0, 0x1F},      {0x7F, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},   {0x1160, 0x11FF},   {0x17B4, 0x17B5},
+    {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0x3164, 0x3164},   {0xE000, 0xF8FF},
+    {0xFE00, 0xFE0F}, {0xFEFF, 0xFEFF}, {0xFFA0, 0xFFA0}, {0xFFF9, 0xFFFB}, {0xE0000, 0x10FFFF}};
+
+// Marks that join the character before them.
+constexpr Range joiningMarks[] = {{0x300, 0x36F},   {0x483, 0x489},   {0x591, 0x5BD},   {0x610, 0x61A},
+                                  {0x64B, 0x65F},   {0xE31, 0xE31},   {0xE34, 0xE3A},   {0xE47, 0xE4E},
+                                  {0x1AB0, 0x1AFF}, {0x1DC0, 0x1DFF}, {0x20D0, 0x20FF}, {0xFE20, 0xFE2F}};
+
+// East Asian characters and pictures.
+constexpr Range wideCharacters[] = {{0x1100, 0x115F},   {0x231A, 0x231B},   {0x23E9, 0x23EC},   {0x25FD, 0x25FE},
+                                    {0x2614, 0x2615},   {0x2648, 0x2653},   {0x2753, 0x2755},   {0x2795, 0x2797},
+                                    {0x2B1B, 0x2B1C},   {0x2E80, 0x303E},   {0x3041, 0xA4CF},   {0xA960, 0xA97F},
+                                    {0xAC00, 0xD7A3},   {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF01, 0xFF60},
+                                    {0xFFE0, 0xFFE6},   {0x16FE0, 0x1B2FF}, {0x1F18E, 0x1F19A}, {0x1F200, 0x1F64F},
+                                    {0x1F680, 0x1F6FF}, {0x1F7E0, 0x1F7EB}, {0x1F900, 0x1FAFF}, {0x20000, 0x3FFFD}};
+
+template <std::size_t count>
+bool isIn(const Range (&ranges)[count], char32_t character) {
+    const Range* range = std::find_if(std::begin(ranges), std::end(ranges),
+                                      [character](Range candidate) { return character <= candidate.last; });
+    return range != std::end(ranges) && character >= range->first;
 }
 
-unsigned char byteAt(std::string_view bytes, std::size_t index) { return static_cast<unsigned char>(bytes[index]); }
+/// What text begins with.
+struct Character {
+    std::size_t length; ///< in bytes; 0 when no valid UTF-8 character begins here
+    bool hidden;
+    std::size_t columns;
+};
 
-bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80; }
+unsigned char byteAt(std::string_view bytes, std::size_t index) { return static_cast<unsigned char>(bytes[index]); }
 
 /// How long a character with this first byte is, 0 when none begins so (0xC0 and 0xC1 begin overlong forms only).
 std::size_t lengthFromLead(unsigned char lead) {
@@ -38,83 +60,91 @@ std::size_t lengthFromLead(unsigned char lead) {
     return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
 }
 
-/// Puts the character that `bytes` begin with into `character` and returns its length, 0 when it is not valid UTF-8.
-std::size_t decodeCharacter(std::string_view bytes, char32_t& character) {
+Character firstOf(std::string_view bytes) {
+    constexpr Character invalid{0, true, 0};
     constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
     const std::size_t length = lengthFromLead(byteAt(bytes, 0));
     if (length == 0 || length > bytes.size()) {
-        return 0;
+        return invalid;
     }
-    character = length == 1 ? byteAt(bytes, 0) : byteAt(bytes, 0) & (0x7FU >> length);
+    char32_t code = length == 1 ? byteAt(bytes, 0) : byteAt(bytes, 0) & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {
-        if (!isContinuation(bytes[i])) {
-            return 0;
+        if ((byteAt(bytes, i) & 0xC0U) != 0x80) {
+            return invalid;
         }
-        character = (character << 6U) | (byteAt(bytes, i) & 0x3FU);
+        code = (code << 6U) | (byteAt(bytes, i) & 0x3FU);
     }
     // Overlong forms, halves of surrogate pairs and values beyond Unicode are no characters.
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    return surrogate || character < smallest[length] || character > 0x10FFFF ? 0 : length;
+    if (code < smallest[length] || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) {
+        return invalid;
+    }
+    const std::size_t columns = isIn(joiningMarks, code) ? 0 : isIn(wideCharacters, code) ? 2 : 1;
+    return {length, isIn(hiddenCharacters, code), columns};
 }
 
-/// As a script writes a byte that cannot stand for itself.
 void appendEscape(std::string& out, char byte) {
     constexpr char digits[] = "0123456789ABCDEF";
     const auto value = static_cast<unsigned char>(byte);
     out += {'\\', 'x', digits[value >> 4U], digits[value & 0xFU]};
 }
 
-/// Appends what `bytes` begin with, escaped where need be, and returns how many bytes that was.
-std::size_t appendOne(std::string& out, std::string_view bytes) {
-    char32_t character = 0;
-    const std::size_t length = decodeCharacter(bytes, character);
-    if (length == 0) {
-        appendEscape(out, bytes[0]);
-        return 1;
-    }
-    if (isHidden(character)) {
-        for (const char byte : bytes.substr(0, length)) {
-            appendEscape(out, byte);
-        }
-        return length;
-    }
-    if (character == '"' || character == '\\') {
-        out += '\\';
-    }
-    out += bytes.substr(0, length);
-    return length;
-}
-
-/// Returns the index in `text` of its character number `column`.
-std::size_t indexOfColumn(std::string_view text, std::size_t column) {
-    std::size_t index = 0;
-    for (; index < text.size(); ++index) {
-        if (!isContinuation(text[index]) && column-- == 0) {
+/// Returns the size of the longest beginning of the escaped `text` that takes at most `columns`.
+std::size_t sizeWithin(std::string_view text, std::size_t columns) {
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const Character character = firstOf(text.substr(size));
+        if (character.columns > columns) {
             break;
         }
+        columns -= character.columns;
+        size += character.length;
     }
-    return index;
+    return size;
 }
 
 } // namespace
 
-std::string escaped(std::string_view bytes) {
+bool isUtf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const std::size_t length = firstOf(bytes).length;
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string escaped(std::string_view bytes, std::string_view also) {
     std::string out;
     while (!bytes.empty()) {
-        bytes.remove_prefix(appendOne(out, bytes));
+        const Character character = firstOf(bytes);
+        const std::string_view part = bytes.substr(0, std::max<std::size_t>(character.length, 1));
+        if (character.hidden) {
+            std::for_each(part.begin(), part.end(), [&out](char byte) { appendEscape(out, byte); });
+        } else {
+            out += also.find(part) == std::string_view::npos ? "" : "\\";
+            out += part;
+        }
+        bytes.remove_prefix(part.size());
     }
     return out;
 }
 
 std::string scriptWord(std::string_view bytes) {
-    std::string word = escaped(bytes);
+    std::string word = escaped(bytes, "\"\\");
     const bool bare = !word.empty() && word == bytes && word.front() != '#' && word.find(' ') == std::string::npos;
     return bare ? word : '"' + word + '"';
 }
 
 std::size_t columnsOf(std::string_view text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char byte) { return !isContinuation(byte); }));
+    std::size_t columns = 0;
+    while (!text.empty()) {
+        const Character character = firstOf(text);
+        columns += character.columns;
+        text.remove_prefix(character.length);
+    }
+    return columns;
 }
 
 std::string shortened(std::string_view text, std::size_t columns) {
@@ -125,12 +155,12 @@ std::string shortened(std::string_view text, std::size_t columns) {
     const std::size_t kept = columns - 3; // the dots take the rest
     // Package names differ at their ends, which get the greater part.
     const std::size_t tail = kept * 2 / 3;
-    std::string out(text.substr(0, indexOfColumn(text, kept - tail)));
-    out += "...";
-    out += text.substr(indexOfColumn(text, present - tail));
-    return out;
+    const std::size_t head = sizeWithin(text, kept - tail);
+    std::size_t end = sizeWithin(text, present - tail - 1);
+    end += firstOf(text.substr(end)).length;
+    return std::string(text).replace(head, end - head, "...");
 }
 
-std::string named(std::string_view word) { return "'" + shortened(escaped(word), 40) + "'"; }
+std::string named(std::string_view word) { return "'" + shortened(escaped(word, "\"\\"), 40) + "'"; }
 
 } // namespace velhost

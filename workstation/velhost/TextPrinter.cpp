@@ -2,6 +2,7 @@
 #include <array>
 #include <string>
 
+#include "workstation/velhost/Output.h"
 #include "workstation/velhost/Printer.h"
 #include "workstation/velhost/Text.h"
 
@@ -9,11 +10,11 @@ namespace velhost {
 
 namespace {
 
-// A name gets what the numbers leave of the line, but at least `narrowestName` columns.
 constexpr std::size_t columnCount = 7;
-constexpr std::size_t lineWidth = 80;
+// On a terminal a name gets what the numbers leave of the line, but at least this.
 constexpr std::size_t narrowestName = 24;
-constexpr const char* gap = "  ";
+// Elsewhere names are whole. The numbers of shorter names line up; a longer name pushes its own aside.
+constexpr std::size_t longestLinedUp = 255;
 
 using Cells = std::array<std::string, columnCount>;
 using Widths = std::array<std::size_t, columnCount>;
@@ -24,7 +25,8 @@ const Cells& headings() {
 }
 
 std::string verdictText(const HeavyGame& game) {
-    return std::to_string(game.sum()) + (game.isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
+    return std::string(game.isWrapped() ? "wrapped " : "") + std::to_string(game.sum()) +
+           (game.isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
 }
 
 /// One line of the table, before widths: "-" stands for what has no row.
@@ -50,63 +52,61 @@ void widen(Widths& widths, const Cells& cells) {
     }
 }
 
-/// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the line.
-Widths measure(ClassificationReader& reader) {
+/// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the terminal.
+Widths measure(const std::vector<Classification>& rows, std::size_t terminal) {
     Widths widths{};
     widen(widths, headings());
-    while (const auto row = reader.next()) {
-        widen(widths, cellsOf(*row));
+    for (const Classification& row : rows) {
+        widen(widths, cellsOf(row));
     }
     std::size_t numbers = 0;
     for (std::size_t i = 1; i < columnCount; ++i) {
         numbers += widths[i] + 2;
     }
-    const std::size_t room = numbers + narrowestName < lineWidth ? lineWidth - numbers : narrowestName;
-    widths[0] = std::min(widths[0], room);
+    const std::size_t room = numbers + narrowestName < terminal ? terminal - numbers : narrowestName;
+    widths[0] = std::min(widths[0], terminal == 0 ? longestLinedUp : room);
     return widths;
 }
 
 /// Names on the left, numbers on the right of their columns. Only the first cell is ever shortened or not ASCII.
-std::string lineOf(const Cells& cells, const Widths& widths) {
-    std::string line = shortened(cells[0], widths[0]);
-    line.append(widths[0] - columnsOf(line), ' ');
+std::string lineOf(const Cells& cells, const Widths& widths, bool whole) {
+    std::string line = whole ? cells[0] : shortened(cells[0], widths[0]);
+    line.append(widths[0] - std::min(widths[0], columnsOf(line)), ' ');
     for (std::size_t i = 1; i < columnCount; ++i) {
-        line += gap;
-        line.append(widths[i] - cells[i].size(), ' ');
+        line.append(2 + widths[i] - cells[i].size(), ' ');
         line += cells[i];
     }
-    line += '\n';
-    return line;
+    return line + '\n';
 }
 
 class TextPrinter : public Printer {
 public:
-    explicit TextPrinter(Output& target) : output(target) {}
-
     void printAnswer(const Answer& answer) override {
         answered = true;
-        output.write(scriptWord(answer.query.appName) + " " + nameOf(answer.query.field) + " " +
-                     std::to_string(answer.value) + "\n");
+        put(scriptWord(answer.query.appName) + " " + nameOf(answer.query.field) + " " + std::to_string(answer.value) +
+            "\n");
     }
 
-    void printTable(ClassificationReader& reader) override {
-        // Reading twice costs time instead of memory, and finds a damaged file before the first line is out.
-        const Widths widths = measure(reader);
-        reader.restart();
-        output.write((answered ? "\n" : "") + lineOf(headings(), widths));
-        while (const auto row = reader.next()) {
-            output.write(lineOf(cellsOf(*row), widths));
+    void printTable(const std::vector<Classification>& rows) override {
+        const std::size_t terminal = terminalWidth();
+        const Widths widths = measure(rows, terminal);
+        put((answered ? "\n" : "") + lineOf(headings(), widths, true));
+        for (const Classification& row : rows) {
+            put(lineOf(cellsOf(row), widths, terminal == 0));
         }
-        output.finish();
+        finishOutput();
     }
 
 private:
-    Output& output;
     bool answered = false;
 };
 
 } // namespace
 
-std::unique_ptr<Printer> makeTextPrinter(Output& output) { return std::make_unique<TextPrinter>(output); }
+std::unique_ptr<Printer> makeTextPrinter() { return std::make_unique<TextPrinter>(); }
+
+std::unique_ptr<Printer> makePrinter(Format format) {
+    return format == Format::json ? makeJsonPrinter() : makeTextPrinter();
+}
 
 } // namespace velhost

@@ -1,15 +1,14 @@
 #include <csignal>
-#include <cstdio>
-#include <exception>
 
 #include <fcntl.h>
 
 #include "workstation/velhost/Commands.h"
-#include "workstation/velhost/Failure.h"
+#include "workstation/velhost/Error.h"
+#include "workstation/velhost/Output.h"
 
 namespace {
 
-/// Fills closed standard streams with files that fail, lest a database or the script's copy take their number.
+/// Fills closed standard streams with files that fail, lest a database take their number and get what is printed.
 void occupyStandardStreams() {
     for (const int stream : {0, 1, 2}) {
         if (fcntl(stream, F_GETFD) == -1) {
@@ -18,26 +17,18 @@ void occupyStandardStreams() {
     }
 }
 
-/// One line for the user, whatever went wrong.
-int complain(const std::exception& error, int status) {
-    std::fprintf(stderr, "velhost: %s\n", error.what());
-    return status;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
     occupyStandardStreams();
-    std::signal(SIGPIPE, SIG_IGN); // a closed pipe is then a failed write, after which everything is still put away
+    std::signal(SIGPIPE, SIG_DFL); // a parent may ignore it, and then "velhost dump | head -1" would complain
     try {
-        return velhost::run(argc, argv);
-    } catch (const velhost::ScriptRefusal& refusal) {
-        // The place of the mistake stands first, where editors look for it.
-        std::fprintf(stderr, "%s\n", refusal.what());
-        return 2;
-    } catch (const velhost::Refusal& refusal) {
-        return complain(refusal, 2);
-    } catch (const std::exception& failure) {
-        return complain(failure, 1);
+        return static_cast<int>(velhost::run(argc, argv));
+    } catch (const velhost::Error& error) {
+        velhost::say(error.what());
+        return static_cast<int>(error.status);
+    } catch (const std::exception& error) {
+        velhost::say(std::string("velhost: ") + error.what());
+        return static_cast<int>(velhost::Exit::failed);
     }
 }

@@ -20,7 +20,8 @@ enum {
 };
 
 /// Writes one line to the log, which on a workstation is standard error: time, process, thread, priority and tag, then
-/// the message, shortened when the line would exceed 2047 bytes with its end.
+/// the message, shortened when the line would exceed 2047 bytes with its end. Bytes that are not printable ASCII are
+/// written as \xHH.
 /// Returns 1, also for a line that is dropped for its priority, or a negative value when it could not be written.
 /// Callable from any thread.
 int __android_log_print(int priority, const char* tag, const char* format, ...) __attribute__((format(printf, 3, 4)));

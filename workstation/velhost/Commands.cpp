@@ -1,0 +1,140 @@
+#include "workstation/velhost/Commands.h"
+
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <variant>
+
+#include <android/log.h>
+#include <cutils/properties.h>
+#include <unistd.h>
+
+#include "workstation/velhost/DeviceVfs.h"
+#include "workstation/velhost/Output.h"
+#include "workstation/velhost/PluginHost.h"
+#include "workstation/velhost/Text.h"
+
+namespace velhost {
+
+namespace {
+
+/// Sets the property that "KEY=VALUE" says; the value may hold further equals signs.
+void setProperty(const std::string& assignment) {
+    const std::size_t equals = assignment.find('=');
+    if (equals == std::string::npos || equals == 0) {
+        throw Error(Exit::refused, "--prop: " + named(assignment) + " is not KEY=VALUE");
+    }
+    if (property_set(assignment.substr(0, equals).c_str(), assignment.c_str() + equals + 1) != 0) {
+        throw Error(Exit::refused, "--prop: the value in " + named(assignment) + " is too long");
+    }
+}
+
+/// A line on standard error that says how far a long replay has come, four times a second at most.
+class Progress {
+public:
+    Progress() = default;
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    /// What comes next, a table or a message, begins on a clean line.
+    ~Progress() { std::fputs(shown ? "\033[K" : "", stderr); }
+
+    void update(std::size_t done, std::size_t total) {
+        if (onTerminal && Clock::now() >= due) {
+            due = Clock::now() + interval;
+            shown = true;
+            // The cursor stays at the beginning, so that a log line overwrites the progress.
+            std::fprintf(stderr, "%zu of %zu calls\033[K\r", done, total);
+        }
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::chrono::milliseconds interval{250};
+
+    bool onTerminal = isatty(STDERR_FILENO) == 1;
+    bool shown = false;
+    Clock::time_point due = Clock::now() + interval;
+};
+
+/// Makes one call as the host does. What the feature throws passes through.
+void makeCall(Script::Line& line, Feature& feature, Printer& printer) {
+    if (auto* trigger = std::get_if<AsyncTriggerPayload>(&line.call)) {
+        feature.runAsync(*trigger);
+    } else if (auto* report = std::get_if<ReportCall>(&line.call)) {
+        feature.setData(report->appName, report->values);
+    } else {
+        // Any other selector than the weight's, 1, asks for the type.
+        auto& query = std::get<QueryCall>(line.call);
+        featureData data;
+        feature.getData(query.appName, data, query.field == QueryField::weight ? 1 : 0);
+        printer.printAnswer({query, line.number, data.value});
+    }
+}
+
+void play(Script& script, Feature& feature, Printer& printer, bool trace) {
+    Progress progress;
+    std::size_t done = 0;
+    for (Script::Line& line : script.lines()) {
+        const std::string place = script.position(line.number);
+        if (trace) {
+            say(place + ": " + line.text);
+        }
+        // Whatever the earlier lines did is on disk.
+        try {
+            makeCall(line, feature, printer);
+        } catch (const Error&) { // of the output
+            throw;
+        } catch (const std::exception& error) {
+            throw Error(Exit::failed, std::string("the feature threw ") + error.what(), place);
+        } catch (...) {
+            throw Error(Exit::failed, "the feature threw an exception of unknown type", place);
+        }
+        progress.update(++done, script.lines().size());
+    }
+}
+
+} // namespace
+
+Exit replay(const ReplayOptions& options) {
+    const DatabaseFiles requested(options.data, options.name); // refuses a bad name before anything is done
+    Script script(options.script);
+    for (const std::string& property : options.properties) {
+        setProperty(property);
+    }
+    if (options.quiet) {
+        __android_log_set_minimum_priority(ANDROID_LOG_SILENT);
+    }
+    refuseJournal(requested.classifier);
+    refuseJournal(requested.heavyGame);
+    // The plug-in comes before the directory: without it nothing is made.
+    const PluginHost host(options.plugin);
+    const auto directory = prepareDataDirectory(options.data);
+    const auto printer = makePrinter(options.format);
+    // The feature closes its files before the VFS goes and before they are read.
+    {
+        const DeviceVfs vfs(directory);
+        const auto feature = host.makeFeature(options.name);
+        play(script, *feature, *printer, options.trace);
+    }
+    return show(DatabaseFiles(directory, options.name), *printer);
+}
+
+Exit dump(const DumpOptions& options) {
+    requireClassifier(options.data, options.name);
+    return show(DatabaseFiles(options.data, options.name), *makePrinter(options.format));
+}
+
+Exit show(const DatabaseFiles& files, Printer& printer) {
+    const Contents contents = readContents(files);
+    printer.printTable(contents.applications);
+    for (const std::string& note : contents.notes) {
+        say("velhost: note: " + note);
+    }
+    if (!contents.failure.empty()) {
+        throw Error(Exit::failed, contents.failure);
+    }
+    return contents.notes.empty() ? Exit::sound : Exit::noted;
+}
+
+} // namespace velhost
