@@ -33,8 +33,9 @@ int writeHeader(char* line, std::size_t size, int priority, const char* tag) {
     return static_cast<int>(stamp) + rest;
 }
 
-/// Copies `text` to `out` as printable ASCII, other bytes as \xHH, and returns the size. What exceeds `room` is cut off.
-/// The plug-in's lines quote what lies in foreign files: nothing of it may steer a terminal or look like another line.
+/// Copies `text` to `out` as printable ASCII, other bytes as \xHH, and returns the size. What exceeds `room` is cut
+/// off. The plug-in's lines quote what lies in foreign files: nothing of it may steer a terminal or look like another
+/// line.
 std::size_t escape(std::string_view text, char* out, std::size_t room) {
     std::size_t size = 0;
     for (const char byte : text) {

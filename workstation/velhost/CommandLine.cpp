@@ -1,4 +1,4 @@
-#include <iostream>
+#include <sstream>
 
 #include <CLI/CLI.hpp>
 
@@ -124,8 +124,9 @@ Exit run(int argc, char** argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) { // or the version
-        app.exit(help, std::cout, std::cerr);
-        finishOutput();
+        std::ostringstream text;
+        app.exit(help, text, text);
+        put(text.str(), true);
         return Exit::sound;
     } catch (const CLI::ParseError& error) {
         // Not in CLI11's own form, which takes several lines and has statuses of its own.
@@ -137,7 +138,7 @@ Exit run(int argc, char** argv) {
     if (!dumpCommand->parsed()) {
         throw Error(Exit::refused, "expects replay or dump (velhost --help says more)");
     }
-    if (dumpOptions.data.empty() && dumpCommand->count("--data") == 0) {
+    if (dumpOptions.data.empty()) {
         dumpOptions.data = replayOptions.data;
         say("velhost: reads " + dumpOptions.data.string());
     }

@@ -68,7 +68,7 @@ void makeCall(Script::Line& line, Feature& feature, Printer& printer) {
         auto& query = std::get<QueryCall>(line.call);
         featureData data;
         feature.getData(query.appName, data, query.field == QueryField::weight ? 1 : 0);
-        printer.printAnswer({query, line.number, data.value});
+        printer.printAnswer(query, line.number, data.value);
     }
 }
 
@@ -94,6 +94,19 @@ void play(Script& script, Feature& feature, Printer& printer, bool trace) {
     }
 }
 
+/// Prints what both databases hold, and what is wrong with it on standard error.
+Exit show(const DatabaseFiles& files, Printer& printer) {
+    const Contents contents = readContents(files);
+    printer.printTable(contents.applications);
+    for (const std::string& note : contents.notes) {
+        say("velhost: note: " + note);
+    }
+    if (!contents.failure.empty()) {
+        throw Error(Exit::failed, contents.failure);
+    }
+    return contents.notes.empty() ? Exit::sound : Exit::noted;
+}
+
 } // namespace
 
 Exit replay(const ReplayOptions& options) {
@@ -110,31 +123,20 @@ Exit replay(const ReplayOptions& options) {
     // The plug-in comes before the directory: without it nothing is made.
     const PluginHost host(options.plugin);
     const auto directory = prepareDataDirectory(options.data);
-    const auto printer = makePrinter(options.format);
+    Printer printer(options.format);
     // The feature closes its files before the VFS goes and before they are read.
     {
         const DeviceVfs vfs(directory);
         const auto feature = host.makeFeature(options.name);
-        play(script, *feature, *printer, options.trace);
+        play(script, *feature, printer, options.trace);
     }
-    return show(DatabaseFiles(directory, options.name), *printer);
+    return show(DatabaseFiles(directory, options.name), printer);
 }
 
 Exit dump(const DumpOptions& options) {
     requireClassifier(options.data, options.name);
-    return show(DatabaseFiles(options.data, options.name), *makePrinter(options.format));
-}
-
-Exit show(const DatabaseFiles& files, Printer& printer) {
-    const Contents contents = readContents(files);
-    printer.printTable(contents.applications);
-    for (const std::string& note : contents.notes) {
-        say("velhost: note: " + note);
-    }
-    if (!contents.failure.empty()) {
-        throw Error(Exit::failed, contents.failure);
-    }
-    return contents.notes.empty() ? Exit::sound : Exit::noted;
+    Printer printer(options.format);
+    return show(DatabaseFiles(options.data, options.name), printer);
 }
 
 } // namespace velhost

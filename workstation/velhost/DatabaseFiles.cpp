@@ -30,9 +30,6 @@ void refuseLongPath(const fs::path& file) {
 
 DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     : classifier(directory / (name + ".db")), heavyGame(directory / (name + "HeavyGame.db")) {
-    if (directory.empty()) {
-        throw Error(Exit::refused, "the data directory has no name");
-    }
     // The name goes into a path as it is.
     if (name.find('/') != std::string::npos) {
         throw Error(Exit::refused, "the name " + named(name) + " must not hold a '/'");

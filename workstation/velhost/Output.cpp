@@ -14,24 +14,10 @@
 
 namespace velhost {
 
-namespace {
-
-[[noreturn]] void fail() {
-    throw Error(Exit::failed, std::string("the output could not be written: ") + std::strerror(errno));
-}
-
-} // namespace
-
-void put(std::string_view text) {
-    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size()) {
-        fail();
-    }
-}
-
-void finishOutput() {
-    // A full disk may show only here.
-    if (std::fflush(stdout) != 0) {
-        fail();
+void put(std::string_view text, bool isLast) {
+    // A full disk may show only when the buffer is written.
+    if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || (isLast && std::fflush(stdout) != 0)) {
+        throw Error(Exit::failed, std::string("the output could not be written: ") + std::strerror(errno));
     }
 }
 

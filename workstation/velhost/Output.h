@@ -8,11 +8,9 @@
 
 namespace velhost {
 
-/// Writes `text` as it is to standard output. Throws Error when that fails, a full disk for instance.
-void put(std::string_view text);
-
-/// Writes out what is still buffered. Throws Error. Only then is the output known to be complete.
-void finishOutput();
+/// Writes `text` as it is to standard output. Only when the last one is written is the output known to be complete.
+/// Throws Error when that fails, a full disk for instance.
+void put(std::string_view text, bool isLast = false);
 
 /// Writes one line to standard error, escaped.
 void say(std::string_view text);

@@ -29,12 +29,11 @@ using Statement = std::unique_ptr<sqlite3_stmt, Closer>;
 
 /// Little-endian integers from the first `size` bytes at `bytes`.
 Numbers decode(const unsigned char* bytes, std::size_t size) {
-    std::array<std::uint32_t, 3> words{};
-    for (std::size_t i = 0; i < std::min(size, sizeof(words)); ++i) {
-        words[i / 4] |= static_cast<std::uint32_t>(bytes[i]) << (i % 4 * 8);
-    }
     Numbers numbers{};
-    std::memcpy(numbers.data(), words.data(), sizeof(words));
+    for (std::size_t i = 0; i < std::min(size, sizeof(numbers)); ++i) {
+        const auto word = static_cast<std::uint32_t>(numbers[i / 4]);
+        numbers[i / 4] = static_cast<std::int32_t>(word | static_cast<std::uint32_t>(bytes[i]) << (i % 4 * 8));
+    }
     return numbers;
 }
 
@@ -46,7 +45,7 @@ public:
         if (error) {
             throw Error(Exit::refused, file.string() + ": " + error.message());
         }
-        refuseJournal(whole);
+        refuseJournal(file);
         // UTF-16 and numbers take more room as UTF-8.
         room = 4 * (sizeOf(whole) + sizeOf(whole.native() + "-wal"));
         open(whole);
@@ -109,12 +108,12 @@ private:
         const Statement findings = prepare("PRAGMA quick_check(" + table + ")");
         std::string first;
         int count = 0;
-        while (step(findings.get())) {
-            const std::string finding = text(findings.get(), 0);
-            first = count++ == 0 ? finding : first;
+        while (sqlite3_step(findings.get()) == SQLITE_ROW) {
+            first = count++ == 0 ? text(findings.get(), 0) : first;
         }
         if (first != "ok") {
-            note("damaged: " + first + (count > 1 ? " (and " + std::to_string(count - 1) + " more)" : ""));
+            note("damaged: " + (count == 0 ? sqlite3_errmsg(connection.get()) : first) +
+                 (count > 1 ? " (and " + std::to_string(count - 1) + " more)" : ""));
         }
     }
 
@@ -197,12 +196,12 @@ StoredTable readTable(const fs::path& file, const std::string& table, std::size_
 }
 
 void refuseJournal(const fs::path& file) {
-    const fs::path journal = file.native() + "-journal";
     std::error_code error;
+    const fs::path journal = fs::weakly_canonical(file, error).native() + "-journal";
     const bool exists = fs::exists(fs::symlink_status(journal, error));
     if (exists && (fs::file_size(journal, error) > 0 || error)) {
-        throw Error(Exit::refused, journal.string() + " is not empty: the files were left in mid-change. Start and "
-                                                      "stop the device's host, then pull them again");
+        throw Error(Exit::refused, file.string() + ": its -journal is not empty, so it was left in mid-change. Start "
+                                                   "and stop the device's host, then pull the files again");
     }
 }
 

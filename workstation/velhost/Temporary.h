@@ -5,22 +5,21 @@
 
 namespace velhost {
 
-/// A new directory that only this user can enter. It is removed with all it holds when its owner goes.
+/// A new directory for a test or a benchmark. It is removed with all it holds when its owner goes.
 class TemporaryDirectory {
 public:
-    /// Throws Error when it cannot be made.
+    /// Throws std::system_error when it cannot be made.
     TemporaryDirectory();
-    /// What cannot be removed stays, without a word.
+    /// What cannot be removed stays.
     ~TemporaryDirectory();
 
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
-    /// The absolute path; there for as long as this object.
+    /// The absolute path.
     const std::filesystem::path& path() const { return directory; }
 
 private:
-    // Absolute, so that a change of the working directory cannot lead the removal elsewhere.
     std::filesystem::path directory;
 };
 

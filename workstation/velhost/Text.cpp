@@ -49,25 +49,15 @@ struct Character {
 
 unsigned char byteAt(std::string_view bytes, std::size_t index) { return static_cast<unsigned char>(bytes[index]); }
 
-/// How long a character with this first byte is, 0 when none begins so (0xC0 and 0xC1 begin overlong forms only).
-std::size_t lengthFromLead(unsigned char lead) {
-    if (lead < 0x80) {
-        return 1;
-    }
-    if (lead < 0xC2 || lead > 0xF4) {
-        return 0;
-    }
-    return lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-}
-
 Character firstOf(std::string_view bytes) {
     constexpr Character invalid{0, true, 0};
     constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    const std::size_t length = lengthFromLead(byteAt(bytes, 0));
-    if (length == 0 || length > bytes.size()) {
+    const unsigned char lead = byteAt(bytes, 0);
+    const std::size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    if ((lead >= 0x80 && lead < 0xC0) || lead > 0xF4 || length > bytes.size()) {
         return invalid;
     }
-    char32_t code = length == 1 ? byteAt(bytes, 0) : byteAt(bytes, 0) & (0x7FU >> length);
+    char32_t code = length == 1 ? lead : lead & (0x7FU >> length);
     for (std::size_t i = 1; i < length; ++i) {
         if ((byteAt(bytes, i) & 0xC0U) != 0x80) {
             return invalid;

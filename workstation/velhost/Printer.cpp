@@ -1,0 +1,145 @@
+#include "workstation/velhost/Printer.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+#include "workstation/velhost/Output.h"
+#include "workstation/velhost/Text.h"
+
+namespace velhost {
+
+namespace {
+
+constexpr std::size_t columnCount = 7;
+// On a terminal a name gets what the numbers leave of the line, but at least this.
+constexpr std::size_t narrowestName = 24;
+// Elsewhere names are whole. The numbers of shorter names line up; a longer name pushes its own aside.
+constexpr std::size_t longestLinedUp = 255;
+
+using Cells = std::array<std::string, columnCount>;
+using Widths = std::array<std::size_t, columnCount>;
+
+const Cells headings{"APPLICATION", "TYPE", "WEIGHT", "PEAK0", "PEAK1", "PEAK2", "VERDICT"};
+
+/// One line of the table, before widths: "-" stands for what has no row.
+Cells cellsOf(const Classification& row) {
+    Cells cells{scriptWord(row.appName), "-", "-", "-", "-", "-", "-"};
+    if (row.stored) {
+        cells[1] = std::to_string(row.stored->type);
+        cells[2] = std::to_string(row.stored->weight);
+    }
+    if (row.heavyGame) {
+        for (std::size_t i = 0; i < row.heavyGame->peaks.size(); ++i) {
+            cells[3 + i] = std::to_string(row.heavyGame->peaks[i]);
+        }
+        cells[6] = (row.heavyGame->isWrapped() ? "wrapped " : "") + std::to_string(row.heavyGame->sum()) +
+                   (row.heavyGame->isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
+    }
+    return cells;
+}
+
+/// Raises each width to what the cells need.
+void widen(Widths& widths, const Cells& cells) {
+    for (std::size_t i = 0; i < columnCount; ++i) {
+        widths[i] = std::max(widths[i], columnsOf(cells[i]));
+    }
+}
+
+/// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the terminal.
+Widths measure(const std::vector<Classification>& rows, std::size_t terminal) {
+    Widths widths{};
+    widen(widths, headings);
+    std::for_each(rows.begin(), rows.end(), [&widths](const Classification& row) { widen(widths, cellsOf(row)); });
+    std::size_t numbers = 0;
+    for (std::size_t i = 1; i < columnCount; ++i) {
+        numbers += widths[i] + 2;
+    }
+    const std::size_t room = std::max(narrowestName, terminal - std::min(terminal, numbers));
+    widths[0] = std::min(widths[0], terminal == 0 ? longestLinedUp : room);
+    return widths;
+}
+
+/// Names on the left, numbers on the right of their columns. Only the first cell is ever shortened or not ASCII.
+std::string lineOf(const Cells& cells, const Widths& widths, bool isTerminal) {
+    std::string line = isTerminal ? shortened(cells[0], widths[0]) : cells[0];
+    line.append(widths[0] - std::min(widths[0], columnsOf(line)), ' ');
+    for (std::size_t i = 1; i < columnCount; ++i) {
+        line.append(2 + widths[i] - cells[i].size(), ' ');
+        line += cells[i];
+    }
+    return line + '\n';
+}
+
+using Json = nlohmann::ordered_json;
+
+/// The name's fields: "application", with U+FFFD for what is not UTF-8, and then "bytes", the name in hexadecimal.
+Json jsonOf(const std::string& name) {
+    std::string digits;
+    for (const char byte : name) {
+        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4U];
+        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) & 0xFU];
+    }
+    return {{"application", name}, {"bytes", isUtf8(name) ? Json() : Json(digits)}};
+}
+
+/// Every field is there in every object, null where there is no row, so that readers need no cases.
+Json jsonOf(const Classification& row) {
+    const auto& game = row.heavyGame;
+    Json object = jsonOf(row.appName);
+    object["type"] = row.stored ? Json(row.stored->type) : Json();
+    object["weight"] = row.stored ? Json(row.stored->weight) : Json();
+    object["peaks"] = game ? Json(game->peaks) : Json();
+    object["sum"] = game ? Json(game->sum()) : Json();
+    object["wrapped"] = game ? Json(game->isWrapped()) : Json();
+    object["threshold"] = game ? Json(HeavyGame::threshold) : Json();
+    object["heavyGame"] = game ? Json(game->isHeavy()) : Json();
+    return object;
+}
+
+/// One object a line: large outputs stay fit for line tools.
+void putItem(const char* before, const Json& value) {
+    // ASCII alone: valid whatever the name, and nothing that a terminal would act on.
+    put(before + ("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace)));
+}
+
+} // namespace
+
+void Printer::printAnswer(const QueryCall& query, std::size_t line, std::int32_t value) {
+    const char* field = query.field == QueryField::type ? "type" : "weight";
+    if (format == Format::text) {
+        put(scriptWord(query.appName) + " " + field + " " + std::to_string(value) + "\n");
+    } else {
+        Json object{{"line", line}};
+        object.update(jsonOf(query.appName));
+        object["field"] = field;
+        object["value"] = value;
+        putItem(answered ? "," : "{\"answers\": [", object);
+    }
+    answered = true;
+}
+
+void Printer::printTable(const std::vector<Classification>& rows) {
+    if (format == Format::text) {
+        const std::size_t terminal = terminalWidth();
+        const Widths widths = measure(rows, terminal);
+        put((answered ? "\n" : "") + lineOf(headings, widths, false));
+        for (const Classification& row : rows) {
+            put(lineOf(cellsOf(row), widths, terminal > 0));
+        }
+    } else {
+        put(answered ? "\n],\n" : "{");
+        const char* before = "\"applications\": [";
+        for (const Classification& row : rows) {
+            putItem(before, jsonOf(row));
+            before = ",";
+        }
+        // `before` still opens the list when there was no row.
+        put(*before == ',' ? "\n]}\n" : "\"applications\": []}\n");
+    }
+    put("", true);
+}
+
+} // namespace velhost
