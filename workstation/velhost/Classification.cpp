@@ -26,10 +26,11 @@ void merge(const StoredTable& classifier, const StoredTable& peaks, const Databa
         contents.notes.push_back(file.string() + ": " + scriptWord(name) + " has " + what);
     };
     auto type = classifier.rows.begin();
+    const auto typesEnd = classifier.rows.end();
     auto peak = peaks.rows.begin();
-    while (type != classifier.rows.end() || peak != peaks.rows.end()) {
-        const bool typeFirst =
-            peak == peaks.rows.end() || (type != classifier.rows.end() && type->appName <= peak->appName);
+    const auto peaksEnd = peaks.rows.end();
+    while (type != typesEnd || peak != peaksEnd) {
+        const bool typeFirst = type != typesEnd && (peak == peaksEnd || type->appName <= peak->appName);
         const std::string name = typeFirst ? type->appName : peak->appName;
         const Rows types = takeRows(name, type, classifier.rows);
         const Rows heavy = takeRows(name, peak, peaks.rows);

@@ -2,7 +2,6 @@
 
 #include <chrono>
 #include <cstdio>
-#include <exception>
 #include <string>
 #include <variant>
 
@@ -120,9 +119,8 @@ Exit replay(const ReplayOptions& options) {
     }
     refuseJournal(requested.classifier);
     refuseJournal(requested.heavyGame);
-    // The plug-in comes before the directory: without it nothing is made.
     const PluginHost host(options.plugin);
-    const auto directory = prepareDataDirectory(options.data);
+    const auto directory = prepareDataDirectory(options.data); // last: a refusal makes nothing
     Printer printer(options.format);
     // The feature closes its files before the VFS goes and before they are read.
     {

@@ -1,7 +1,6 @@
 #include "workstation/velhost/DatabaseFiles.h"
 
 #include <cerrno>
-#include <cstring>
 #include <system_error>
 
 #include <unistd.h>
@@ -14,33 +13,21 @@ namespace fs = std::filesystem;
 
 namespace velhost {
 
-namespace {
-
-/// SQLite would only say that it cannot open the file, and the feature would go on without it.
-void refuseLongPath(const fs::path& file) {
-    std::error_code error;
-    const std::string longest = fs::absolute(file, error).native() + "-journal";
-    // File systems end at 255 bytes for a name, with its ending.
-    if (longest.size() > DeviceVfs::longestPath() || file.filename().native().size() > 240) {
-        throw Error(Exit::refused, fs::absolute(file, error).string() + ": the path is too long for SQLite");
-    }
-}
-
-} // namespace
-
 DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     : classifier(directory / (name + ".db")), heavyGame(directory / (name + "HeavyGame.db")) {
-    // The name goes into a path as it is.
     if (name.find('/') != std::string::npos) {
         throw Error(Exit::refused, "the name " + named(name) + " must not hold a '/'");
     }
-    refuseLongPath(heavyGame);
+    // SQLite would only say that it cannot open the file. File systems end at 255 bytes for a name, with its ending.
+    const std::string longest = fs::absolute(heavyGame).native();
+    if (longest.size() + sizeof("-journal") > DeviceVfs::longestPath() || heavyGame.filename().native().size() > 240) {
+        throw Error(Exit::refused, longest + ": the path is too long");
+    }
 }
 
 bool DatabaseFiles::hasHeavyGame() const {
     std::error_code error;
-    // When that cannot be told, opening it will say why.
-    return fs::exists(heavyGame, error) || error;
+    return fs::exists(heavyGame, error) || error; // opening it will say why
 }
 
 void requireClassifier(const fs::path& directory, const std::string& name) {

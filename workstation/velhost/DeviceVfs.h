@@ -13,7 +13,6 @@ namespace velhost {
 
 /// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead: it registers a copy of the
 /// default VFS, with another step from name to full path, as the new default. All other paths stay as they are.
-///
 /// Connections that were opened meanwhile must be closed before it goes. Create and destroy it while no other thread
 /// opens a database.
 class DeviceVfs {
@@ -21,8 +20,7 @@ public:
     /// The directory that a device has and a workstation lacks.
     static constexpr const char* deviceDirectory = "/data/vendor/vel/";
 
-    /// `directory` should be absolute; it need not exist yet. Throws std::length_error when its path is too long and
-    /// std::runtime_error when SQLite refuses.
+    /// `directory` should be absolute; it need not exist yet. Throws std::runtime_error when its path is too long.
     explicit DeviceVfs(const std::filesystem::path& directory);
     ~DeviceVfs();
 

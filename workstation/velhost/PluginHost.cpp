@@ -16,16 +16,7 @@ namespace {
 // Fixed, whatever name the description gives to the feature and its files.
 constexpr const char* registeredName = "Tessary";
 
-PluginHost::Factory findFactory() {
-    using Shared = RegistryBase<Feature, FeatureInfo>;
-    const std::lock_guard<std::mutex> lock(Shared::mMutex);
-    const auto* map = Shared::getMap();
-    if (map == nullptr) {
-        return nullptr;
-    }
-    const auto found = map->find(registeredName);
-    return found == map->end() ? nullptr : found->second;
-}
+using Shared = RegistryBase<Feature, FeatureInfo>;
 
 [[noreturn]] void refuseFeature(const std::string& why) {
     throw Error(Exit::refused, "the feature could not be built: " + why);
@@ -42,10 +33,12 @@ PluginHost::PluginHost(const std::string& path) {
         throw Error(Exit::refused, std::string("the plug-in cannot be loaded: ") + (whole.empty() ? "" : dlerror()));
     }
     // Loading ran the static initialisation that registers the feature, so the entry is there by now or never.
-    factory = findFactory();
-    if (factory == nullptr) {
+    const std::lock_guard<std::mutex> lock(Shared::mMutex);
+    const auto* map = Shared::getMap();
+    if (map == nullptr || map->count(registeredName) == 0) {
         throw Error(Exit::refused, whole + ": registers no feature named '" + registeredName + "'");
     }
+    factory = map->at(registeredName);
 }
 
 std::unique_ptr<Feature> PluginHost::makeFeature(const std::string& name) const {

@@ -15,8 +15,6 @@ namespace velhost {
 /// plug-in, so its code stays in memory until the process ends.
 class PluginHost {
 public:
-    using Factory = RegistryBase<Feature, FeatureInfo>::FeatureFactory;
-
     /// Loads the library at `path`, relative to the working directory, which runs its static initialisation. Throws
     /// Error when it cannot be loaded or the registry holds no such factory afterwards.
     explicit PluginHost(const std::string& path);
@@ -27,7 +25,7 @@ public:
 
 private:
     // Points into the library; never null once constructed.
-    Factory factory = nullptr;
+    RegistryBase<Feature, FeatureInfo>::FeatureFactory factory = nullptr;
 };
 
 } // namespace velhost

@@ -77,12 +77,7 @@ using Json = nlohmann::ordered_json;
 
 /// The name's fields: "application", with U+FFFD for what is not UTF-8, and then "bytes", the name in hexadecimal.
 Json jsonOf(const std::string& name) {
-    std::string digits;
-    for (const char byte : name) {
-        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4U];
-        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) & 0xFU];
-    }
-    return {{"application", name}, {"bytes", isUtf8(name) ? Json() : Json(digits)}};
+    return {{"application", name}, {"bytes", isUtf8(name) ? Json() : Json(hexadecimal(name))}};
 }
 
 /// Every field is there in every object, null where there is no row, so that readers need no cases.

@@ -12,7 +12,7 @@
 
 namespace velhost {
 
-/// Values that a host component reports for an application. Names are any bytes, none included, in every call.
+/// Values that are reported for an application. Names are any bytes, none included, in every call.
 struct ReportCall {
     std::string appName;
     std::vector<int> values;

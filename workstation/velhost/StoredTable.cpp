@@ -140,10 +140,8 @@ private:
     void noteName(const std::string& name, int type) {
         if (name.empty()) {
             note("a row has an empty name");
-        } else if (type != SQLITE_TEXT) {
-            note("the name " + scriptWord(name) + " is not stored as text");
-        } else if (name.find('\0') != std::string::npos) {
-            note("the name " + scriptWord(name) + " holds a NUL byte");
+        } else if (type != SQLITE_TEXT || name.find('\0') != std::string::npos) {
+            note("the name " + scriptWord(name) + (type != SQLITE_TEXT ? " is not text" : " holds a NUL byte"));
         }
     }
 

@@ -72,12 +72,6 @@ Character firstOf(std::string_view bytes) {
     return {length, isIn(hiddenCharacters, code), columns};
 }
 
-void appendEscape(std::string& out, char byte) {
-    constexpr char digits[] = "0123456789ABCDEF";
-    const auto value = static_cast<unsigned char>(byte);
-    out += {'\\', 'x', digits[value >> 4U], digits[value & 0xFU]};
-}
-
 /// Returns the size of the longest beginning of the escaped `text` that takes at most `columns`.
 std::size_t sizeWithin(std::string_view text, std::size_t columns) {
     std::size_t size = 0;
@@ -105,13 +99,24 @@ bool isUtf8(std::string_view bytes) {
     return true;
 }
 
+std::string hexadecimal(std::string_view bytes) {
+    std::string digits;
+    for (const char byte : bytes) {
+        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4U];
+        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) & 0xFU];
+    }
+    return digits;
+}
+
 std::string escaped(std::string_view bytes, std::string_view also) {
     std::string out;
     while (!bytes.empty()) {
         const Character character = firstOf(bytes);
         const std::string_view part = bytes.substr(0, std::max<std::size_t>(character.length, 1));
         if (character.hidden) {
-            std::for_each(part.begin(), part.end(), [&out](char byte) { appendEscape(out, byte); });
+            for (const char byte : part) {
+                out += "\\x" + hexadecimal({&byte, 1});
+            }
         } else {
             out += also.find(part) == std::string_view::npos ? "" : "\\";
             out += part;

@@ -13,6 +13,9 @@ namespace velhost {
 /// Whether `bytes` are valid UTF-8.
 bool isUtf8(std::string_view bytes);
 
+/// Returns two digits a byte.
+std::string hexadecimal(std::string_view bytes);
+
 /// Returns `bytes` with control characters, invisible or direction-changing characters, whatever is not UTF-8, and the
 /// ASCII characters of `also` as the escapes of a quoted script word. Without `also` a second time changes nothing.
 std::string escaped(std::string_view bytes, std::string_view also = {});
