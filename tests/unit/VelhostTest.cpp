@@ -268,21 +268,19 @@ TEST_F(Velhost, NotesWhatIsWrongAndShowsEveryRow) {
 }
 
 TEST_F(Velhost, ShowsWhatItCanReadAndFails) {
+    const std::string manyRows = "INSERT INTO Tessary WITH RECURSIVE n(i) AS (VALUES (0) UNION ALL SELECT i + 1 FROM n "
+                                 "WHERE i < 300) SELECT NULL, 'b' || i, NULL, zeroblob(8) FROM n";
     const struct {
         std::string why;
-        std::string classifier;
+        std::string statements;
+        bool isDamaged; ///< the last page is overwritten
     } cases[] = {
-        {"string or blob too big",
-         createTessary + classified + "INSERT INTO Tessary VALUES (NULL, 'b', NULL, zeroblob(1100000))"},
-        {"database disk image is malformed", ""},
+        {"string or blob too big", "INSERT INTO Tessary VALUES (NULL, 'b', NULL, zeroblob(1100000))", false},
+        {"database disk image is malformed", manyRows, true},
     };
     for (const auto& row : cases) {
-        makeFiles("d", row.classifier.empty() ? createTessary + classified : row.classifier, createHeavyGame);
-        if (row.classifier.empty()) { // rows on several pages, the last of them not a page
-            Sql(device.file("d/Tessary.db"))
-                .run("PRAGMA page_size = 4096; INSERT INTO Tessary WITH RECURSIVE n(i) AS "
-                     "(VALUES (0) UNION ALL SELECT i + 1 FROM n WHERE i < 300) SELECT NULL, 'b' || i, NULL, "
-                     "zeroblob(8) FROM n");
+        makeFiles("d", createTessary + classified + row.statements, createHeavyGame);
+        if (row.isDamaged) {
             std::fstream file(device.file("d/Tessary.db"), std::ios::in | std::ios::out | std::ios::binary);
             file.seekp(-4096, std::ios::end) << std::string(4096, 'x');
         }
@@ -291,6 +289,8 @@ TEST_F(Velhost, ShowsWhatItCanReadAndFails) {
             err, std::regex("velhost: d/Tessary.db: reading stopped after [1-9]\\d* rows: " + row.why + "\n$")))
             << err;
         EXPECT_NE(out.find("\na "), std::string::npos) << out;
+        EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), row.isDamaged ? 2 : 1) << err;
+        EXPECT_EQ(err.rfind("velhost: note: d/Tessary.db: damaged: ", 0) == 0, row.isDamaged) << err;
     }
 }
 

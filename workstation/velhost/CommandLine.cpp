@@ -47,7 +47,7 @@ The verdict is 2 * peak 0 + peak 1 + 2 * peak 2 against the heavy-game
 threshold; "wrapped" marks a sum that left the range of 32 bits.
 
 Every change waits for the disk. With --data in a file system in memory, such
-as /dev/shm/try, a script plays up to a thousand times faster.)";
+as /dev/shm/try, a script plays many times faster.)";
 
 constexpr const char* dumpFooter = R"(Example, with the files of a device that was stopped, their -wal included:
   adb pull /data/vendor/vel/ pulled

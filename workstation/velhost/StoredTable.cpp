@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstring>
 #include <memory>
+#include <sstream>
 #include <system_error>
 
 #include <sqlite3.h>
@@ -109,7 +110,12 @@ private:
         std::string first;
         int count = 0;
         while (sqlite3_step(findings.get()) == SQLITE_ROW) {
-            first = count++ == 0 ? text(findings.get(), 0) : first;
+            std::istringstream lines(text(findings.get(), 0)); // several in one row, with a heading
+            for (std::string line; std::getline(lines, line);) {
+                if (line.rfind("***", 0) != 0) {
+                    first = count++ == 0 ? line : first;
+                }
+            }
         }
         if (first != "ok") {
             note("damaged: " + (count == 0 ? sqlite3_errmsg(connection.get()) : first) +
