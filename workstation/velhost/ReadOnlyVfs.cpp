@@ -19,9 +19,10 @@ int openFile(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int fla
         file->pMethods = nullptr; // so that SQLite does not close it
         return SQLITE_CANTOPEN;
     }
+    // None of SQLite's own flags: some make the base create or delete a file.
     const char* present = isLog && access(path, F_OK) != 0 ? "/dev/null" : path;
-    const int readOnly = (flags & ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) | SQLITE_OPEN_READONLY;
-    return base->xOpen(base, present, file, readOnly, outFlags);
+    return base->xOpen(base, present, file, SQLITE_OPEN_READONLY | (isLog ? SQLITE_OPEN_WAL : SQLITE_OPEN_MAIN_DB),
+                       outFlags);
 }
 
 int deleteFile(sqlite3_vfs* /*vfs*/, const char* /*path*/, int /*syncsFolder*/) noexcept { return SQLITE_READONLY; }
