@@ -6,7 +6,7 @@ cd "$project_root"
 
 release=${1:-}
 [ -n "$release" ] || fail "name a Debian release, for instance trixie"
-[ "$(id -u)" -eq 0 ] || fail "needs root, to make the devices and to change the root folder"
+[ "$(id -u)" -eq 0 ] || impossible "needs root, to make the devices and to change the root folder"
 need_packages debootstrap debian-archive-keyring util-linux
 
 # A machine that has never updated its indices does not know which of its sources is Debian's.
@@ -16,7 +16,7 @@ mirrors() {
 [ -n "$(mirrors)" ] || apt_get update || true
 mirror=$(mirrors)
 mirror=${mirror%%$'\n'*}
-[ -n "$mirror" ] || fail "apt is set up with no mirror of Debian"
+[ -n "$mirror" ] || impossible "apt is set up with no mirror of Debian"
 # apt has its own settings for a proxy, which debootstrap does not read.
 eval "$(apt-config shell proxy Acquire::http::Proxy)"
 [ -z "${proxy:-}" ] || export http_proxy=${http_proxy:-$proxy}
@@ -42,10 +42,11 @@ in_private() {
 }
 
 started=$SECONDS
+in_private true || impossible "may not make mounts and processes of its own"
 rm -rf --one-file-system "$system"
 in_private debootstrap --variant=minbase "$release" "$system" "$mirror" >"$log" 2>&1 || {
   tail -n 3 "$log" >&2
-  fail "could not make a bare $release from apt's mirror; all of it is in $log"
+  impossible "could not make a bare $release from apt's mirror; all of it is in $log"
 }
 # How this machine reaches the network.
 cp -L /etc/resolv.conf /etc/hosts "$system/etc/"

@@ -9,6 +9,12 @@ fail() {
   exit 1
 }
 
+# As `fail`, with status 77: not the code is at fault, this machine lacks something.
+impossible() {
+  printf '%s: %s\n' "$(basename "$0")" "$*" >&2
+  exit 77
+}
+
 # Runs apt-get as root, without questions.
 apt_get() {
   local as_root=()

@@ -21,7 +21,7 @@ build_library() {
   rm -rf "$folder"
   mkdir -p "$folder"
   (cd "$folder" && npm pack "$package") >"$folder.log" 2>&1 ||
-    fail "could not fetch npm's package $package (npm's reason is in $folder.log)"
+    impossible "could not fetch npm's package $package (npm's reason is in $folder.log)"
   tar -xzOf "$folder"/*.tgz "package/deps/$archive" | tar -xz --strip-components=1 -C "$folder"
   grep -qE "^#define SQLITE_VERSION +\"$version\"" "$folder/sqlite3.h" || fail "$package has another version of SQLite"
   gcc -w -O1 -fPIC -shared -Wl,-soname,libsqlite3.so.0 -o "$library" "$folder/sqlite3.c" -lpthread -ldl
