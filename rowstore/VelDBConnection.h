@@ -11,8 +11,8 @@ struct sqlite3;
 // while no connection is open. The path is `dbDir` and `dbFileName` joined as they are, or an in-memory database when
 // `dbFileName` is empty. Not thread-safe.
 
-/// Opens the database, creates a missing file, and switches it to write-ahead logging; a database that stays in another
-/// journal mode is used all the same. Returns VELDB_FAILURE, with `db` null, when it cannot be opened.
+/// Opens the database, creates a missing file, and switches it to write-ahead logging. A database that stays in another
+/// journal mode is used as it is. Returns VELDB_FAILURE, with `db` null, when it cannot be opened.
 /// `db` must be null: an open connection would be lost.
 veldbError openConnection(const std::string& dbDir, const std::string& dbFileName, sqlite3*& db);
 

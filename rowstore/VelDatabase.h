@@ -76,7 +76,7 @@ public:
     veldbError writeCachedDRToDisk();
 
     /// Calls writeCachedDRToDisk for every table, each in its own transaction. Returns VELDB_FAILURE when one of them
-    /// does; the others are written all the same.
+    /// does; the others are still written.
     int VelDatabaseWriteCachedToDisk();
 
     /// Queues `rows` and writes the whole queue. Returns the number of entries in `rows`, null entries included,
