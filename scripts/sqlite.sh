@@ -6,8 +6,12 @@
 cd "$project_root"
 
 version=${1:-}
+left_out=()
 case $version in
-3.15.0) package=sqlite3@3.1.8 archive=sqlite-autoconf-3150000.tar.gz ;;
+3.15.0)
+  package=sqlite3@3.1.8 archive=sqlite-autoconf-3150000.tar.gz
+  left_out=(-E '^Velhost[.]') # velhost, a workstation's program, needs what 3.31 has against hostile files
+  ;;
 3.31.1) package=sqlite3@4.2.0 archive=sqlite-autoconf-3310100.tar.gz ;;
 *) fail "name one of the versions 3.15.0 and 3.31.1" ;;
 esac
@@ -37,4 +41,4 @@ build_preset test
 export LD_LIBRARY_PATH=$folder
 ldd build/test/bin/unit_tests | grep -qF "$library" || fail "the tests do not load $library"
 printf 'subdirs("%s")\n' "$PWD/build/test" >"$folder/CTestTestfile.cmake"
-run_tests "sqlite-$version" "${@:2}"
+run_tests "sqlite-$version" "${left_out[@]}" "${@:2}"
