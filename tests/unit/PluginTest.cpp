@@ -41,25 +41,30 @@ TEST(AsyncInfoOrder, ComparesTheFlagLast) {
     EXPECT_EQ(std::adjacent_find(ordered.begin(), ordered.end(), notBefore), ordered.end());
 }
 
-TEST(LoadedPlugin, IsFoundDrivenAndDeleted) {
+void* load(const std::string& library, int scope = RTLD_LOCAL) {
+    void* handle = dlopen(library.c_str(), RTLD_NOW | scope);
+    EXPECT_NE(handle, nullptr) << dlerror();
+    return handle;
+}
+
+TEST(LoadedPlugin, IsDrivenAndDeleted) {
     Device device;
-    ASSERT_NE(dlopen(PLUGIN, RTLD_NOW | RTLD_LOCAL), nullptr) << dlerror();
-    const Shared::FeatureFactory factory = Shared::classList->at("Tessary");
-    std::filesystem::copy(PLUGIN, device.file("copy.so"));
-    ASSERT_NE(dlopen(device.file("copy.so").c_str(), RTLD_NOW | RTLD_LOCAL), nullptr) << dlerror();
-    EXPECT_EQ(Shared::classList->at("Tessary"), factory);
+    load(PLUGIN);
     FeatureInfo info;
     info.name = "X";
     info.meters.emplace_back().asyncInfoSet = {{true, 1, 2}, {false, 1, 2}, {true, 1, 2}};
-    const std::unique_ptr<Feature> feature(factory(info));
+    const std::unique_ptr<Feature> feature(Shared::classList->at("Tessary")(info));
     EXPECT_EQ(feature->info.meters.at(0).asyncInfoSet.size(), 2U);
-    EXPECT_EQ(feature->name + std::to_string(feature->handle), "X-1");
+    EXPECT_EQ(feature->name, "X");
+    EXPECT_EQ(feature->handle, -1);
     std::string name = "a";
     featureData data;
     feature->runAsync({4164, 0x01000011, name, 0});
     EXPECT_EQ(feature->setData(name, {1000, 0, 0}), 0);
-    EXPECT_EQ(feature->getData(name, data, 1) + data.value, 1);
-    EXPECT_EQ(feature->getData(name, data, 1, 1) + data.value, -1);
+    EXPECT_EQ(feature->getData(name, data, 1), 0);
+    EXPECT_EQ(data.value, 1);
+    EXPECT_EQ(feature->getData(name, data, 1, 1), 0);
+    EXPECT_EQ(data.value, -1);
     EXPECT_EQ(Sql(device.file("X.db")).table("Tessary"), Lines{"1,NULL,'a',NULL,X'1100000001000000'"});
     EXPECT_EQ(device.takeLog(), Lines{});
     // The plug-in hides its symbols. What it catches must be the runtime's exceptions all the same, not copies of its
@@ -69,6 +74,29 @@ TEST(LoadedPlugin, IsFoundDrivenAndDeleted) {
     outOfMemory = false;
     EXPECT_EQ(device.takeLog(),
               Lines{"E VELDB: readAllocateDR() #: Caught exception: std::bad_alloc in readAllocateDR"});
+}
+
+TEST(LoadedPlugin, SecondCopyUsesItsOwnVirtualTable) {
+    const Device device;
+    const std::string copy = device.file("copy.so");
+    std::filesystem::copy(PLUGIN, copy);
+    load(PLUGIN, RTLD_GLOBAL); // the second copy could take the first one's symbols
+    const Shared::FeatureFactory first = Shared::classList->at("Tessary");
+    const auto second = reinterpret_cast<Shared::FeatureFactory>(
+        dlsym(load(copy, RTLD_GLOBAL), "_Z14createClassObjI7Feature11FeatureInfo14TessaryFeatureEPT_T0_"));
+    EXPECT_EQ(Shared::classList->at("Tessary"), first) << "the first registration counts";
+    ASSERT_NE(second, nullptr) << dlerror();
+    const std::unique_ptr<Feature> feature(second({}));
+    Dl_info place{};
+    ASSERT_NE(dladdr(*reinterpret_cast<void* const*>(feature.get()), &place), 0);
+    EXPECT_EQ(place.dli_fname, copy);
+}
+
+TEST(LoadedPlugin, WorksAfterDlclose) {
+    const Device device;
+    ASSERT_EQ(dlclose(load(PLUGIN)), 0);
+    ASSERT_NE(dlopen(PLUGIN, RTLD_NOW | RTLD_NOLOAD), nullptr) << "the plug-in was unloaded";
+    EXPECT_NE(std::unique_ptr<Feature>(Shared::classList->at("Tessary")({})), nullptr);
 }
 
 } // namespace
