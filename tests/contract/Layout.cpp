@@ -160,25 +160,16 @@ FIELD_AFTER(VelDBDataRowKey, intcol1, appName, std::string);
 FIELD_AFTER(VelDBDataRowKey, appName, rsvdName, std::string);
 RECORD_SIZE(VelDBDataRowKey, rsvdName, usually(52, 72));
 
-struct Table : VelDBDataTable<TessaryDatabase> {
-    using VelDBDataTable::cacheList;
-    using VelDBDataTable::cacheMutex;
-    using VelDBDataTable::spareFlag;
-    using VelDBDataTable::tableName;
-};
-FIELD_AT(Table, cacheList, 0, std::list<Row*>);
-FIELD_AFTER(Table, cacheList, cacheMutex, std::mutex);
-FIELD_AFTER(Table, cacheMutex, spareFlag, bool);
-FIELD_AFTER(Table, spareFlag, tableName, std::string);
-RECORD_SIZE(Table, tableName, usually(64, 104, 1));
-
 struct Store : VelDatabase<TessaryDatabase> {
-    using VelDatabase::db;
-    using VelDatabase::dbDir;
-    using VelDatabase::dbFileName;
-    using VelDatabase::dbParam;
+    using VelDatabase::cacheList, VelDatabase::cacheMutex, VelDatabase::spareFlag, VelDatabase::tableName;
+    using VelDatabase::dbParam, VelDatabase::db, VelDatabase::dbDir, VelDatabase::dbFileName;
 };
-FIELD_AT(Store, dbParam, sizeof(Table), unsigned long);
+FIELD_AT(Store, cacheList, 0, std::list<Row*>);
+FIELD_AFTER(Store, cacheList, cacheMutex, std::mutex);
+FIELD_AFTER(Store, cacheMutex, spareFlag, bool);
+FIELD_AFTER(Store, spareFlag, tableName, std::string);
+EXPECTED_SIZE(VelDBDataTable<TessaryDatabase>, usually(64, 104, 1));
+FIELD_AFTER(Store, tableName, dbParam, unsigned long);
 FIELD_AFTER(Store, dbParam, db, sqlite3*);
 FIELD_AFTER(Store, db, dbDir, std::string);
 FIELD_AFTER(Store, dbDir, dbFileName, std::string);
