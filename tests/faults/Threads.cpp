@@ -1,10 +1,7 @@
 #include <algorithm>
-#include <atomic>
-#include <cstdint>
 #include <functional>
 #include <future>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -17,39 +14,44 @@
 
 namespace {
 
-/// SQLite's lock is not fair: readers that never end could keep a change from running.
-constexpr int readsAtMost = 1000;
+using Store = StoreProbe<TessaryDatabase>;
 
-/// Runs each of `jobs` in a thread of its own and waits for all.
-void runAtOnce(const std::vector<std::function<void()>>& jobs) {
+struct Job {
+    int times;
+    std::function<void()> run;
+};
+
+/// Runs the jobs at once, each in a thread of its own and as often as it says.
+void runAtOnce(const std::vector<Job>& jobs) {
     std::vector<std::future<void>> threads;
-    for (const auto& job : jobs) {
-        threads.push_back(std::async(std::launch::async, job));
+    for (const Job& job : jobs) {
+        threads.push_back(std::async(std::launch::async, [&job] {
+            for (int count = 0; count < job.times; ++count) {
+                job.run();
+            }
+        }));
     }
     for (auto& thread : threads) {
         thread.get();
     }
 }
 
-using Store = StoreProbe<TessaryDatabase>;
-
-std::size_t readCount(Store& store, const std::string& name) {
+int readCount(Store& store, const std::string& name) {
     const VelDBDataRowKey key(name, VELDB_NO_VALUE);
     auto rows = store.readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
-    return static_cast<std::size_t>(store.freeRow(rows));
+    return store.freeRow(rows);
 }
 
-void write(Store& store, std::int64_t rowid, const std::string& name) {
+Store::vecT newRow(Store& store, int rowid, const std::string& name) {
     auto rows = store.getRow(1);
     rows[0]->rowid = rowid;
     rows[0]->appName = name;
-    store.writeDeallocateDR<TessaryDatabase>(rows);
+    return rows;
 }
 
-void remove(Store& store, std::int64_t rowid) {
-    auto rows = store.getRow(1);
-    rows[0]->rowid = rowid;
-    store.deleteDeallocateDR<TessaryDatabase>(rows);
+void write(Store& store, int rowid, const std::string& name) {
+    auto rows = newRow(store, rowid, name);
+    store.writeDeallocateDR<TessaryDatabase>(rows);
 }
 
 /// A write whose BEGIN, COMMIT and ROLLBACK fail, each with a message of its own.
@@ -58,8 +60,6 @@ void writeInsideAnotherTransaction(Store& store) {
     write(store, 1, "kept");
 }
 
-long countOf(const Lines& lines, const std::string& line) { return std::count(lines.begin(), lines.end(), line); }
-
 TEST(Threads, ReadsBesideChangesLogTheirOwnFailures) {
     const Device device;
     Store store(0, "Tessary.db", "Tessary");
@@ -67,59 +67,36 @@ TEST(Threads, ReadsBesideChangesLogTheirOwnFailures) {
     write(store, 0, "kept");
     const std::string malformed("a\0", 2); // ends the query early
     readCount(store, malformed);
-    const Lines readFailure = Device::takeLog();
-    ASSERT_EQ(readFailure.size(), 1U);
     writeInsideAnotherTransaction(store);
-    const Lines writeFailure = Device::takeLog();
-    ASSERT_EQ(writeFailure.size(), 3U);
+    const Lines failures = Device::takeLog();
+    ASSERT_EQ(failures.size(), 4U);
 
-    std::atomic<bool> writing{true};
-    const auto find = [&] {
-        for (int count = 0; writing && count < readsAtMost; ++count) {
-            EXPECT_EQ(readCount(store, "kept"), 1U);
-        }
-    };
-    const auto fail = [&] {
-        for (int count = 0; count < 100; ++count) {
-            EXPECT_EQ(readCount(store, malformed), 0U);
-        }
-    };
-    const auto change = [&] {
-        for (int count = 0; count < 50; ++count) {
-            write(store, 0, "other");
-            write(store, 1, "kept");
-            remove(store, 2);
-            writeInsideAnotherTransaction(store);
-        }
-        writing = false;
-    };
+    const Job find{100, [&] { EXPECT_EQ(readCount(store, "kept"), 1); }};
+    const Job fail{100, [&] { EXPECT_EQ(readCount(store, malformed), 0); }};
+    const Job change{50, [&] {
+                         write(store, 0, "other");
+                         auto rows = newRow(store, 2, "");
+                         store.deleteDeallocateDR<TessaryDatabase>(rows);
+                         writeInsideAnotherTransaction(store);
+                     }};
     runAtOnce({find, find, fail, fail, change});
     const Lines lines = Device::takeLog();
-    EXPECT_EQ(countOf(lines, readFailure[0]), 200);
-    for (const std::string& line : writeFailure) {
-        EXPECT_EQ(countOf(lines, line), 50) << line;
-    }
     EXPECT_EQ(lines.size(), 350U) << "no line tells another call's failure";
+    for (const std::string& line : failures) {
+        EXPECT_EQ(std::count(lines.begin(), lines.end(), line), line == failures[0] ? 200 : 50) << line;
+    }
 }
 
 TEST(Threads, QueriesBesideChangesOfOneFeature) {
     const Device device;
     FeatureProbe feature("Tessary");
     feature.classify("com.example.game", 17);
-    std::atomic<bool> changing{true};
-    const auto query = [&] {
-        for (int count = 0; changing && count < readsAtMost; ++count) {
-            EXPECT_EQ(feature.type("com.example.game"), 17);
-        }
-    };
-    const auto change = [&] {
-        for (int count = 0; count < 50; ++count) {
-            feature.report("com.example.game", {count, 0, 0});
-            feature.classify("com.example.other", 3);
-            feature.remove("com.example.other");
-        }
-        changing = false;
-    };
+    const Job query{100, [&] { EXPECT_EQ(feature.type("com.example.game"), 17); }};
+    const Job change{50, [&] {
+                         feature.report("com.example.game", {400, 500, 300});
+                         feature.classify("com.example.other", 3);
+                         feature.remove("com.example.other");
+                     }};
     runAtOnce({query, query, query, change});
     EXPECT_EQ(Device::takeLog(), Lines{});
 }
@@ -128,32 +105,23 @@ TEST(Threads, RowsQueuedWhileAnotherWritesBackAllArrive) {
     const Device device;
     Store store(0, "Tessary.db", "Tessary");
     ASSERT_EQ(store.openVeldb(), VELDB_SUCCESS);
-    std::atomic<int> queueing{2};
-    const auto queue = [&] {
-        for (int count = 0; count < 100; ++count) {
-            auto rows = store.getRow(2);
-            rows[0]->appName = rows[1]->appName = "a";
-            store.cacheRow(rows);
-        }
-        --queueing;
-    };
-    const auto writeBack = [&] {
-        while (queueing != 0) {
-            EXPECT_EQ(store.writeCachedDRToDisk<TessaryDatabase>(), VELDB_SUCCESS);
-        }
-        store.writeCachedDRToDisk<TessaryDatabase>();
-    };
+    const Job queue{100, [&] {
+                        auto rows = newRow(store, 0, "a");
+                        store.cacheRow(rows);
+                    }};
+    const Job writeBack{100, [&] { EXPECT_EQ(store.VelDatabaseWriteCachedToDisk(), VELDB_SUCCESS); }};
     runAtOnce({queue, queue, writeBack});
-    EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary"), Lines{"400"});
+    store.VelDatabaseWriteCachedToDisk();
+    EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary"), Lines{"200"});
 }
 
 TEST(Threads, PluginsRegisterAtOnce) {
-    using PluginRegistry = Registry<Feature, FeatureInfo, TessaryFeature>;
     const auto registerAs = [](const char* name) {
-        return [name] {
-            const PluginRegistry own(name);
-            const PluginRegistry shared("Shared");
-        };
+        return Job{1, [name] {
+                       for (const char* each : {name, "Shared"}) {
+                           const Registry<Feature, FeatureInfo, TessaryFeature> entry(each);
+                       }
+                   }};
     };
     runAtOnce({registerAs("Plugin0"), registerAs("Plugin1"), registerAs("Plugin2"), registerAs("Plugin3")});
     for (const char* name : {"Tessary", "Plugin0", "Plugin1", "Plugin2", "Plugin3", "Shared"}) {
