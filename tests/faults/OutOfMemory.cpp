@@ -7,7 +7,7 @@
 #include "tests/faults/Faults.h"
 #include "tests/support/Probes.h"
 
-// What each operation answers, logs and keeps when a certain call fails.
+// What each operation answers, logs and keeps when one certain call fails.
 
 namespace {
 
@@ -37,6 +37,16 @@ int createTable(Prepared& with) { return with.store.createVeldbTables<TessaryDat
 int write(Prepared& with) { return with.store.VelDatabaseWriteCachedToDisk(); }
 int remove(Prepared& with) { return with.store.deleteDeallocateDR<TessaryDatabase>(with.rows); }
 
+int closeWithStatementLeft(Prepared& with) {
+    sqlite3* db = with.store.db;
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db, "BEGIN", -1, &statement, nullptr);
+    const int result = with.store.closeVeldb();
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return result;
+}
+
 int read(Prepared& with) {
     static const VelDBDataRowKey everyRow("", VELDB_NO_VALUE);
     with.store.freeRow(with.rows);
@@ -56,94 +66,73 @@ int buildClause(Prepared& with) {
     return static_cast<int>(query.size());
 }
 
+int registerWithoutMap(Prepared& /*with*/) {
+    using Shared = RegistryBase<Feature, FeatureInfo>;
+    auto* kept = std::exchange(Shared::classList, nullptr);
+    const Registry<Feature, FeatureInfo, TessaryFeature> lost("N");
+    return std::exchange(Shared::classList, kept) == nullptr ? 0 : 1;
+}
+
+const Fault badAlloc{"badAlloc", CPP_NEW};
+const Fault foreign{"foreign", CPP_NEW, SQLITE_ABORT};
+const Fault finalize{"finalize", SQLITE_FINALIZE, SQLITE_IOERR};
+
 const struct {
     const char* operation;
     int (*run)(Prepared& with);
-    int allocationsBefore; ///< the one that fails
+    Fault fault;
+    int callsBefore; ///< the one that fails
     int result;
-    std::string onBadAlloc;
-    std::string onAnyOther;
+    const char* message;
 } cases[] = {
-    {"openVeldb", open, 0, VELDB_FAILURE, "Caught exception: std::bad_alloc in openVeldb",
-     "Caught Exception in openVeldb"},
-    {"createVeldbTables", createTable, 0, VELDB_SUCCESS, "Caught exception: std::bad_alloc in createVeldbTables",
-     "Caught Exception in createVeldbTables"},
-    {"writeCachedDRToDisk", write, 0, VELDB_SUCCESS, "Caught exception: std::bad_alloc in writeCachedDRToDisk",
-     "Caught Exception in writeCachedDRToDisk"},
-    {"deleteDeallocateDR", remove, 0, 1, "Caught exception: std::bad_alloc in deleteDeallocateDR",
-     "Error in std::string operations in deleteDeallocateDR"},
-    {"readAllocateDR", read, 4, 1, "Caught exception: std::bad_alloc in readAllocateDR",
-     "Error in std::string operations in readAllocateDR"},
-    {"build_query_for_where_clause", buildClause, 0, 0, "Caught exception: std::bad_alloc",
-     "Error in std::string operations"},
-    {"getRow", getThreeRows, 3, 2, "ERROR:Dbt=T new operator failure, allocated=2\n",
-     "ERROR:Dbt=T new operator failure, allocated=2\n"},
-    {"getRow", read, 3, 1, "ERROR:Dbt=T new operator failure, allocated=0\n",
-     "ERROR:Dbt=T new operator failure, allocated=0\n"},
+    {"VELDB: openVeldb", open, badAlloc, 0, VELDB_FAILURE, "Caught exception: std::bad_alloc in openVeldb"},
+    {"VELDB: openVeldb", open, foreign, 0, VELDB_FAILURE, "Caught Exception in openVeldb"},
+    {"VELDB: closeVeldb", closeWithStatementLeft, foreign, 0, VELDB_FAILURE, "Caught Exception in closeVeldb"},
+    {"VELDB: createVeldbTables", createTable, foreign, 0, VELDB_SUCCESS, "Caught Exception in createVeldbTables"},
+    {"VELDB: writeCachedDRToDisk", write, foreign, 0, VELDB_SUCCESS, "Caught Exception in writeCachedDRToDisk"},
+    {"VELDB: deleteDeallocateDR", remove, badAlloc, 0, 1, "Caught exception: std::bad_alloc in deleteDeallocateDR"},
+    {"VELDB: deleteDeallocateDR", remove, foreign, 0, 1, "Error in std::string operations in deleteDeallocateDR"},
+    {"VELDB: readAllocateDR", read, foreign, 4, 1, "Error in std::string operations in readAllocateDR"},
+    {"VELDB: build_query_for_where_clause", buildClause, badAlloc, 0, 0, "Caught exception: std::bad_alloc"},
+    {"VELDB: build_query_for_where_clause", buildClause, foreign, 0, 0, "Error in std::string operations"},
+    {"VELDB: getRow", getThreeRows, badAlloc, 3, 2, "ERROR:Dbt=T new operator failure, allocated=2\n"},
+    {"VELDB: getRow", read, badAlloc, 3, 1, "ERROR:Dbt=T new operator failure, allocated=0\n"},
+    {"VELDB: writeCachedDRToDisk", write, finalize, 0, VELDB_FAILURE, "sql:ERROR:Dbt=T info=10\n"},
+    {"VELDB: writeCachedDRToDisk", write, finalize, 1, VELDB_FAILURE, "sql:ERROR:Dbt=T info=10\n"},
+    {"VELDB: deleteDeallocateDR", remove, finalize, 0, 0, "sql:ERROR:Dbt=T info=10\n"},
+    {"VELDB: readAllocateDR", read, finalize, 0, 2, "sql:ERROR:Dbt=T info=10\n"},
+    {"FeatureRegistry: Registry", registerWithoutMap, badAlloc, 0, 0,
+     "getMap() returned nullptr, Class N not registered"},
 };
 
-TEST(OutOfMemory, ExceptionsStayInTheStoreAndAreLogged) {
-    for (const auto& [operation, run, allocationsBefore, result, onBadAlloc, onAnyOther] : cases) {
-        for (const bool badAlloc : {true, false}) {
-            SCOPED_TRACE(operation);
-            Prepared with;
-            Fuse::arm(CPP_NEW, badAlloc ? SQLITE_NOMEM : SQLITE_ABORT, allocationsBefore, true);
-            const int answer = run(with);
-            EXPECT_GT(Fuse::disarm(), 0);
-            EXPECT_EQ(answer, result);
-            EXPECT_EQ(Device::takeLog(),
-                      Lines{std::string("E VELDB: ") + operation + "() #: " + (badAlloc ? onBadAlloc : onAnyOther)});
-            EXPECT_EQ(with.store.cacheList.size(), 1U) << "the queue is as it was";
-        }
+TEST(OutOfMemory, FailuresStayInTheStoreAndAreLogged) {
+    for (const auto& row : cases) {
+        SCOPED_TRACE(testing::Message() << row.operation << ' ' << row.fault.name << ' ' << row.callsBefore);
+        Prepared with;
+        arm(row.fault, row.callsBefore, false);
+        const int result = row.run(with);
+        EXPECT_EQ(disarm(), 1);
+        EXPECT_EQ(result, row.result);
+        EXPECT_EQ(Device::takeLog(), Lines{std::string("E ") + row.operation + "() #: " + row.message});
+        const bool isWritten = row.run == write && row.fault.kind == SQLITE_FINALIZE;
+        EXPECT_EQ(with.store.cacheList.size(), isWritten ? 0U : 1U);
     }
 }
 
 TEST(OutOfMemory, FactoryAndStoresAnswerNull) {
     const Device device;
     FeatureInfo description;
-    std::unique_ptr<Feature> made;
-    Fuse::arm(CPP_NEW, SQLITE_NOMEM, 0, false);
-    made.reset(createClassObj<Feature, FeatureInfo, FeatureProbe>(std::move(description)));
-    EXPECT_EQ(Fuse::disarm(), 1);
+    arm(badAlloc, 0, false);
+    Feature* made = createClassObj<Feature, FeatureInfo, FeatureProbe>(std::move(description));
+    EXPECT_EQ(disarm(), 1);
     EXPECT_EQ(made, nullptr);
     FeatureProbe feature("X");
     feature.appDb.reset();
-    Fuse::arm(CPP_NEW, SQLITE_NOMEM, 0, false);
+    arm(badAlloc, 0, false);
     feature.createFeatureInputDb();
-    EXPECT_EQ(Fuse::disarm(), 1);
+    EXPECT_EQ(disarm(), 1);
     EXPECT_EQ(feature.appDb, nullptr);
     EXPECT_EQ(Device::takeLog(), Lines{});
-}
-
-TEST(OutOfMemory, RegistrationWithoutAMapIsLogged) {
-    using Shared = RegistryBase<Feature, FeatureInfo>;
-    const Device device;
-    auto* kept = std::exchange(Shared::classList, nullptr);
-    Fuse::arm(CPP_NEW, SQLITE_NOMEM, 0, true);
-    const Registry<Feature, FeatureInfo, TessaryFeature> lost("N");
-    Fuse::disarm();
-    EXPECT_EQ(std::exchange(Shared::classList, kept), nullptr);
-    EXPECT_EQ(Device::takeLog(),
-              Lines{"E FeatureRegistry: Registry() #: getMap() returned nullptr, Class N not registered"});
-}
-
-TEST(Finalize, FailuresAreLoggedAndAnswered) {
-    const struct {
-        const char* operation;
-        int (*run)(Prepared& with);
-        int result;
-        std::size_t lines;
-    } finalizing[] = {{"writeCachedDRToDisk", write, VELDB_FAILURE, 2},
-                      {"deleteDeallocateDR", remove, 0, 1},
-                      {"readAllocateDR", read, 2, 1}};
-    for (const auto& [operation, run, result, lines] : finalizing) {
-        Prepared with;
-        Fuse::arm(SQLITE_FINALIZE, SQLITE_IOERR, 0, true);
-        EXPECT_EQ(run(with), result) << operation;
-        Fuse::disarm();
-        const std::string line = std::string("E VELDB: ") + operation + "() #: sql:ERROR:Dbt=T info=10\n";
-        EXPECT_EQ(Device::takeLog(), Lines(lines, line));
-    }
 }
 
 } // namespace

@@ -1,13 +1,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iostream>
-#include <iterator>
 #include <map>
 #include <memory>
-#include <optional>
 #include <random>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -23,72 +19,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string fileNames[] = {"Tessary.db",          "Tessary.db-wal",          "Tessary.db-journal",
-                                 "TessaryHeavyGame.db", "TessaryHeavyGame.db-wal", "TessaryHeavyGame.db-journal"};
+using Files = std::map<std::string, std::string>; ///< from name to content
 
-bool coin(std::mt19937& random) { return (random() & 1U) != 0; }
-
-/// Mixes two versions of a file, sector by sector.
-std::string tear(std::string before, std::string now, std::mt19937& random) {
-    const std::size_t length = (coin(random) ? before : now).size();
-    before.resize(length);
+/// What is left of a file: each 512-byte sector, and the length, is as of the last sync or as it is now.
+std::string tear(std::string synced, std::string now, std::mt19937& random) {
+    const auto coin = [&random] { return (random() & 1U) != 0; };
+    const std::size_t length = (coin() ? synced : now).size();
+    synced.resize(length);
     now.resize(length);
     for (std::size_t sector = 0; sector < length; sector += 512) {
-        now.replace(sector, 512, coin(random) ? before : now, sector, 512);
+        now.replace(sector, 512, coin() ? synced : now, sector, 512);
     }
     return now;
 }
 
-/// What a power cut leaves of the device's files. Every 512-byte sector is as of the file's last sync or as it is now,
-/// independently, and so is the file's length. Files made or deleted since the folder's last sync are there or not. The
-/// shared-memory files are gone.
-struct Disk {
-    const Device device;
-    std::mt19937 random{20251122};
-    std::map<std::string, std::string> synced;  ///< each file as of its last sync
-    std::map<std::string, std::string> deleted; ///< the files whose deletion may be undone
-    std::set<std::string> names;                ///< in the folder as of its last sync
-
-    void writeRemains(const fs::path& to) {
-        fs::create_directory(to);
-        for (const std::string& name : fileNames) {
-            if (deleted.count(name) != 0 && coin(random)) {
-                std::ofstream(to / name, std::ios::binary) << deleted[name];
-            } else if (fs::exists(device.file(name)) && (names.count(name) > deleted.count(name) || coin(random))) {
-                std::ofstream(to / name, std::ios::binary) << tear(synced[name], contentOf(device.file(name)), random);
-            }
-        }
-    }
-
-    /// Notes what is about to be done.
-    void follow(int kind, const std::string& name, bool syncsFolder) {
-        if (kind == SQLITE_IOERR_FSYNC) {
-            synced[name] = contentOf(device.file(name));
-        } else if (kind == SQLITE_IOERR_DELETE) {
-            if (names.count(name) != 0) {
-                deleted[name] = synced[name];
-            }
-            synced.erase(name);
-        }
-        if (syncsFolder) {
-            deleted.clear();
-            names.clear();
-            std::copy_if(std::begin(fileNames), std::end(fileNames), std::inserter(names, names.end()),
-                         [this](const std::string& present) { return fs::exists(device.file(present)); });
-        }
-    }
+struct Cut {
+    std::size_t callsReturned;
+    Files remains; ///< without the shared-memory files
 };
-
-// For the VFS, which calls a plain function.
-std::unique_ptr<Disk> disk;
-std::size_t callsReturned;
-std::vector<std::size_t> cuts; ///< for each, the calls that had returned; its files are in the folder "cutN"
-
-void cutPower(int kind, const char* path, bool syncsFolder) {
-    disk->writeRemains(disk->device.file("cut" + std::to_string(cuts.size())));
-    disk->follow(kind, fs::path(path).filename(), syncsFolder);
-    cuts.push_back(callsReturned);
-}
 
 /// Call number `number` of a run: every kind of change, on few applications.
 void change(FeatureProbe& feature, int number) {
@@ -108,10 +56,26 @@ void change(FeatureProbe& feature, int number) {
 }
 
 TEST(PowerCut, KeepsEveryChangeThatHadReturned) {
-    disk = std::make_unique<Disk>();
-    std::vector<Contents> states(1); ///< number n: after n calls
+    std::vector<Contents> states(1); // number n: after n calls
+    std::vector<Cut> cuts;
     {
-        const FaultVfs vfs(cutPower);
+        const Device device;
+        std::mt19937 random{20251122};
+        Files synced;
+        const FaultVfs vfs([&](int kind, const fs::path& path, sqlite3_int64 /*end*/) {
+            Files& remains = cuts.emplace_back(Cut{states.size() - 1, {}}).remains;
+            for (const auto& file : fs::directory_iterator(device.file())) {
+                if (const std::string name = file.path().filename(); name.find("-shm") == std::string::npos) {
+                    remains[name] = tear(synced[name], contentOf(file), random);
+                }
+            }
+            if (kind == SQLITE_IOERR_FSYNC) {
+                synced[path.filename()] = contentOf(path);
+            } else if (kind == SQLITE_IOERR_DELETE) {
+                synced.erase(path.filename());
+            }
+            return SQLITE_OK;
+        });
         std::unique_ptr<FeatureProbe> feature;
         for (int number = 0; number < 120; ++number) {
             if (number % 10 == 0) {
@@ -120,24 +84,24 @@ TEST(PowerCut, KeepsEveryChangeThatHadReturned) {
                 sqlite3_wal_autocheckpoint(connectionOf(*feature->appDb), 4); // so that checkpoints are cut too
             }
             change(*feature, number);
-            states.push_back(readContents(disk->device.file()));
-            ++callsReturned;
+            states.push_back(readContents(device.file()));
         }
     }
-    for (std::size_t number = 0; number < cuts.size() && !HasFailure(); ++number) {
-        SCOPED_TRACE(testing::Message() << "after " << cuts[number] << " calls");
+    for (const auto& [callsReturned, remains] : cuts) {
+        SCOPED_TRACE(testing::Message() << "after " << callsReturned << " calls");
         const Device device;
-        fs::copy(disk->device.file("cut" + std::to_string(number)), device.file());
+        for (const auto& [name, content] : remains) {
+            std::ofstream(device.file(name), std::ios::binary) << content;
+        }
         const FaultVfs withoutSyncs;
         FeatureProbe feature("Tessary");
-        const std::size_t next = std::min(cuts[number] + 1, states.size() - 1);
-        expectWholeOrAbsent(states[cuts[number]], states[next], readContents(device.file()));
+        const std::size_t next = std::min(callsReturned + 1, states.size() - 1);
+        expectWholeOrAbsent(states[callsReturned], states[next], readContents(device.file()));
         feature.classify("next.application", 77);
-        EXPECT_EQ(feature.type("next.application"), 77) << "the feature works on";
+        ASSERT_EQ(feature.type("next.application"), 77) << "the feature works on";
+        ASSERT_FALSE(HasFailure());
     }
-    std::cout << "counted: " << cuts.size() << " power cuts" << std::endl;
     EXPECT_GT(cuts.size(), 300U);
-    disk.reset();
 }
 
 } // namespace
