@@ -15,41 +15,24 @@
 
 namespace {
 
-/// A log call as the product made it. Fixed buffers, so that lines are kept also while allocations fail.
-struct LogLine {
-    int priority;
-    char tag[24];
-    char format[96];
-    char text[512];
-};
-
+// Fixed buffers, so that lines are kept also while allocations fail.
 std::mutex guard;
-std::array<LogLine, 512> lines;
+std::array<char[512], 512> lines;
 std::size_t logged = 0;
-
-std::string render(const LogLine& line) {
-    static const std::regex head(R"(^(\w+: ~?\w+\(\)) [1-9]\d*: )");
-    const std::string text = std::regex_replace(line.text, head, "$1 #: ");
-    const bool common = text != line.text && std::strncmp(line.format, "%s: %s() %d: ", 13) == 0 &&
-                        std::strcmp(line.tag, "ANDR-PERF-VEL") == 0;
-    const char* priority = line.priority == ANDROID_LOG_ERROR ? "E " : line.priority == ANDROID_LOG_WARN ? "W " : "? ";
-    return (common ? "" : "(not of the common form) ") + (priority + text);
-}
 
 } // namespace
 
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
-    LogLine line{};
-    line.priority = priority;
-    std::snprintf(line.tag, sizeof(line.tag), "%s", tag);
-    std::snprintf(line.format, sizeof(line.format), "%s", format);
-    va_list arguments;
-    va_start(arguments, format);
-    std::vsnprintf(line.text, sizeof(line.text), format, arguments);
-    va_end(arguments);
+    const bool common = std::strncmp(format, "%s: %s() %d: ", 13) == 0 && std::strcmp(tag, "ANDR-PERF-VEL") == 0;
+    const char* letter = priority == ANDROID_LOG_ERROR ? "E" : priority == ANDROID_LOG_WARN ? "W" : "?";
     const std::lock_guard<std::mutex> lock(guard);
     if (const std::size_t index = logged++; index < lines.size()) {
-        lines[index] = line;
+        auto& line = lines[index];
+        const int size = std::snprintf(line, sizeof(line), common ? "%s " : "(not of the common form) %s ", letter);
+        va_list arguments;
+        va_start(arguments, format);
+        std::vsnprintf(line + size, sizeof(line) - static_cast<std::size_t>(size), format, arguments);
+        va_end(arguments);
     }
     return 1;
 }
@@ -60,11 +43,13 @@ std::string contentOf(const std::filesystem::path& file) {
 }
 
 Lines Device::takeLog() {
+    static const std::regex sourceLine(R"(^(. \w+: ~?\w+\(\)) [1-9]\d*: )");
     const std::lock_guard<std::mutex> lock(guard);
-    Lines rendered(std::min(std::exchange(logged, 0), lines.size()));
-    std::transform(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(rendered.size()), rendered.begin(),
-                   render);
-    return rendered;
+    Lines taken(lines.begin(), lines.begin() + std::min(std::exchange(logged, 0), lines.size()));
+    for (std::string& line : taken) {
+        line = std::regex_replace(line, sourceLine, "$1 #: ");
+    }
+    return taken;
 }
 
 std::size_t Device::dropLog() {
