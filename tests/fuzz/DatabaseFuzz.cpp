@@ -34,37 +34,30 @@ void makeForeign(Input& input, const std::filesystem::path& file, const std::str
     sql += "CREATE TABLE " + table + "(intcol1" + input.type() + ",appName" + input.type() + ",rsvdName" +
            input.type() + ",blob" + input.type() + (isWide ? ",more);" : ");");
     for (unsigned rows = input.number(5); rows > 0; --rows) {
-        sql += "INSERT INTO " + table + " VALUES (" + input.value();
-        sql += input.number(2) == 0 ? ",'com.target'," : ",'org.other',";
-        sql += input.value() + ',' + input.value() + (isWide ? ',' + input.value() : "") + ");";
+        const std::string name = input.number(2) == 0 ? "'com.target'" : "'org.other'";
+        sql += "INSERT INTO " + table + " VALUES (" + input.value() + ',' + name + ',' + input.value() + ',' +
+               input.value() + (isWide ? ',' + input.value() : "") + ");";
     }
     Sql(file).run(sql);
-}
-
-Lines otherRows(const Device& device) {
-    return Sql(device.file("Tessary.db"))
-        .run("SELECT rowid, * FROM Tessary WHERE appName = 'org.other' ORDER BY rowid");
 }
 
 } // namespace
 
 /// Whatever the name and whatever lies in the files, nothing breaks, and the rows of other names stay as they are.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Device device;
-    for (const auto& entry : std::filesystem::directory_iterator(device.file())) {
-        std::filesystem::remove(entry.path());
-    }
+    const Device device;
+    const auto file = device.file("Tessary.db");
+    const std::string query = "SELECT rowid, * FROM Tessary WHERE appName = 'org.other' ORDER BY rowid";
     Input input{data, data + size};
     const bool isGarbage = input.number(4) == 3;
-    std::string name = "com.target";
     if (isGarbage) {
-        std::ofstream(device.file("Tessary.db"), std::ios::binary) << std::string(input.next, input.end);
+        std::ofstream(file, std::ios::binary) << std::string(input.next, input.end);
     } else {
-        makeForeign(input, device.file("Tessary.db"), "Tessary");
+        makeForeign(input, file, "Tessary");
         makeForeign(input, device.file("TessaryHeavyGame.db"), "HeavyGame");
-        name = input.number(2) == 0 ? name : std::string(input.next, input.end);
     }
-    const auto before = isGarbage ? Lines{} : otherRows(device);
+    const std::string name = input.number(2) == 0 ? "com.target" : std::string(input.next, input.end);
+    const Lines before = isGarbage ? Lines{} : Sql(file).run(query);
     {
         FeatureProbe feature("Tessary");
         feature.type(name);
@@ -73,8 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         feature.report(name, {400, 500, 300});
         size % 2 == 0 ? feature.remove(name) : feature.classify(name, 18);
     }
-    Device::dropLog();
-    if (!isGarbage && name != "org.other" && otherRows(device) != before) {
+    if (!isGarbage && name != "org.other" && Sql(file).run(query) != before) {
         std::abort();
     }
     return 0;
