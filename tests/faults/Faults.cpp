@@ -111,7 +111,6 @@ int open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int*
         faulty.xWrite = write;
         faulty.xTruncate = truncate;
         faulty.xSync = sync;
-        faulty.xFileSize = forward<SQLITE_IOERR_FSTAT, &Methods::xFileSize>;
         faulty.xLock = forward<SQLITE_IOERR_LOCK, &Methods::xLock>;
         faulty.xShmMap = forward<SQLITE_IOERR_SHMMAP, &Methods::xShmMap>;
         faulty.xShmLock = shmLock;
@@ -123,11 +122,6 @@ int open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int*
 int remove(sqlite3_vfs* vfs, const char* path, int syncsFolder) {
     const int fault = checkChange(SQLITE_IOERR_DELETE, path);
     return fault != SQLITE_OK ? fault : real.xDelete(vfs, path, syncsFolder);
-}
-
-int access(sqlite3_vfs* vfs, const char* path, int flags, int* found) {
-    const int fault = check(SQLITE_IOERR_ACCESS);
-    return fault != SQLITE_OK ? fault : real.xAccess(vfs, path, flags, found);
 }
 
 } // namespace
@@ -182,7 +176,6 @@ FaultVfs::FaultVfs(Observer observer) {
     vfs->szOsFile += static_cast<int>(sizeof(Extra));
     vfs->xOpen = open;
     vfs->xDelete = remove;
-    vfs->xAccess = access;
     vfs->xSleep = [](sqlite3_vfs* /*vfs*/, int microseconds) { return microseconds; };
 }
 

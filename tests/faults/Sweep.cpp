@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -22,11 +23,6 @@ std::string known = "com.target.known";
 std::string fresh = "com.target.fresh";
 std::string twice = "com.target.twice";
 std::string unknown = "com.target.unknown";
-std::string next = "next.application";
-const std::string longName = "a name that needs memory of its own";
-const AsyncTriggerPayload removal{4164, 0, known, 0};
-const AsyncTriggerPayload weighing{4165, 0, known, 1 << 30};
-featureData answer;
 const std::vector<int> lowPeaks{1, 50, 0};
 const std::vector<int> heavyPeaks{400, 500, 300};
 
@@ -39,21 +35,12 @@ constexpr std::int64_t queuedRow = 7;
 constexpr const char* peakRows = "INSERT INTO HeavyGame VALUES (1,'org.other',NULL,X'010000000200000003000000'),"
                                  "(NULL,'com.target.known',NULL,X'E80300000000000000000000')";
 
-FeatureInfo description() {
-    FeatureInfo info;
-    info.name = "Tessary";
-    info.meters.emplace_back().asyncInfoSet = {{false, 1, 9}, {true, 1, 2}};
-    info.namedIntTables[longName] = {{1}};
-    return info;
-}
-
 /// A feature with a change in the queue, as a failed write leaves one.
 FeatureP featureWithQueue() {
-    auto feature = std::make_unique<FeatureProbe>(description());
+    auto feature = std::make_unique<FeatureProbe>("Tessary");
     auto rows = feature->appDb->getRow(1);
     rows[0]->rowid = queuedRow;
     rows[0]->appName = "com.target.queued";
-    rows[0]->rsvdName = longName;
     feature->appDb->cacheRow(rows);
     return feature;
 }
@@ -65,10 +52,13 @@ VelDBRowLoan<TessaryDatabase> stored(FeatureP& feature, const std::string& name)
 }
 
 int create(FeatureP& feature) {
-    feature.reset(static_cast<FeatureProbe*>(createClassObj<Feature, FeatureInfo, FeatureProbe>(description())));
-    const int made = feature == nullptr ? 0 : 1 + (feature->appDb ? 2 : 0) + (feature->heavyGameDb ? 4 : 0);
+    FeatureInfo description;
+    description.name = "Tessary";
+    auto* made = createClassObj<Feature, FeatureInfo, FeatureProbe>(std::move(description));
+    feature.reset(static_cast<FeatureProbe*>(made));
+    const int opened = feature == nullptr ? 0 : 1 + (feature->appDb ? 2 : 0) + (feature->heavyGameDb ? 4 : 0);
     feature.reset(); // it may lack a table
-    return made;
+    return opened;
 }
 
 struct Operation {
@@ -82,11 +72,11 @@ const Operation operations[] = {
     {"classifyKnown", [](FeatureP& f) { return f->updateToClassifierDataBase(known, 1, 17); }},
     {"classifyUnknown", [](FeatureP& f) { return f->updateToClassifierDataBase(unknown, 1, 17); }},
     {"classifyTwice", [](FeatureP& f) { return f->updateToClassifierDataBase(twice, 1, 17); }},
-    {"removeByTrigger", [](FeatureP& f) { return f->runAsync(removal), 0; }},
-    {"weighByTrigger", [](FeatureP& f) { return f->runAsync(weighing), 0; }},
+    {"removeByTrigger", [](FeatureP& f) { return f->remove(known), 0; }},
+    {"weighByTrigger", [](FeatureP& f) { return f->weigh(known, 1 << 30), 0; }},
     {"report", [](FeatureP& f) { return f->setData(known, lowPeaks); }},
     {"reportFirst", [](FeatureP& f) { return f->setData(fresh, heavyPeaks); }},
-    {"queryType", [](FeatureP& f) { return f->getData(known, answer, 0), answer.value; }},
+    {"queryType", [](FeatureP& f) { return f->type(known); }},
     {"rewriteRows", [](FeatureP& f) { return stored(f, twice).write(), 0; }},
     {"readAllRows", [](FeatureP& f) { return static_cast<int>(stored(f, "").size()); }},
     {"reopen", [](FeatureP& f) { return f->appDb->closeVeldb() + f->appDb->openVeldb(); }},
@@ -105,13 +95,11 @@ const Fault faults[] = {
     {"finalizeError", SQLITE_FINALIZE, SQLITE_IOERR},
     {"openRefused", SQLITE_CANTOPEN},
     {"deletionError", SQLITE_IOERR_DELETE},
-    {"accessError", SQLITE_IOERR_ACCESS},
     {"readError", SQLITE_IOERR_READ},
     {"writeError", SQLITE_IOERR_WRITE},
     {"diskFull", SQLITE_IOERR_WRITE, SQLITE_FULL},
     {"syncError", SQLITE_IOERR_FSYNC},
     {"truncationError", SQLITE_IOERR_TRUNCATE},
-    {"sizeError", SQLITE_IOERR_FSTAT},
     {"lockError", SQLITE_IOERR_LOCK},
     {"lockBusy", SQLITE_IOERR_LOCK, SQLITE_BUSY},
     {"sharedMapError", SQLITE_IOERR_SHMMAP},
@@ -141,15 +129,15 @@ bool isTransactionLeft(const FeatureP& feature) {
 /// rollback found memory may it have left a transaction: the next change then says so, and ends it.
 void expectWorking(FeatureP& feature, bool mayLeaveTransaction) {
     if (!feature || !feature->appDb || !feature->heavyGameDb || !connectionOf(*feature->appDb)) {
-        feature = std::make_unique<FeatureProbe>(description());
+        feature = std::make_unique<FeatureProbe>("Tessary");
     }
     const bool isLeft = isTransactionLeft(feature);
     EXPECT_TRUE(!isLeft || mayLeaveTransaction);
     Device::dropLog();
-    feature->updateToClassifierDataBase(next, 1, 77);
-    feature->setData(next, heavyPeaks);
-    EXPECT_EQ(feature->getAppType(next), 77);
-    EXPECT_EQ(feature->getAppWeight(next), 1);
+    feature->classify("next.application", 77);
+    feature->report("next.application", heavyPeaks);
+    EXPECT_EQ(feature->type("next.application"), 77);
+    EXPECT_EQ(feature->weight("next.application"), 1);
     EXPECT_TRUE(Device::dropLog() == 0 || isLeft);
     EXPECT_FALSE(isTransactionLeft(feature));
 }
@@ -160,7 +148,7 @@ protected:
     const FaultVfs vfs;
 
     void SetUp() override {
-        std::make_unique<FeatureProbe>(description());
+        std::make_unique<FeatureProbe>("Tessary");
         Sql(device.file("Tessary.db")).run(classifierRows);
         Sql(device.file("TessaryHeavyGame.db")).run(peakRows);
         std::filesystem::create_directory(device.file("kept"));

@@ -104,15 +104,14 @@ TEST(Threads, RowsQueuedWhileAnotherWritesBackAllArrive) {
 }
 
 TEST(Threads, PluginsRegisterAtOnce) {
-    const auto registerAs = [](const char* name) {
-        return Job{1, [name] {
-                       for (const char* each : {name, "Shared"}) {
-                           const Registry<Feature, FeatureInfo, TessaryFeature> entry(each);
-                       }
-                   }};
-    };
-    runAtOnce({registerAs("Plugin0"), registerAs("Plugin1"), registerAs("Plugin2"), registerAs("Plugin3")});
-    for (const char* name : {"Tessary", "Plugin0", "Plugin1", "Plugin2", "Plugin3", "Shared"}) {
+    using Entry = Registry<Feature, FeatureInfo, TessaryFeature>;
+    const Lines names{"Plugin0", "Plugin1", "Plugin2", "Plugin3"};
+    std::vector<Job> jobs;
+    for (const std::string& name : names) {
+        jobs.push_back({2, [&name] { const Entry own(name.c_str()), shared("Shared"); }});
+    }
+    runAtOnce(jobs);
+    for (const std::string& name : names) {
         EXPECT_EQ((RegistryBase<Feature, FeatureInfo>::classList->count(name)), 1U) << name;
     }
 }
