@@ -37,6 +37,18 @@ int registerWithoutMap(Store& /*store*/) {
 }
 
 int open(Store& store) { return store.closeVeldb() + store.openVeldb(); }
+
+/// SQLite refuses to close a connection while a statement is left.
+int closeInUse(Store& store) {
+    sqlite3* db = store.db;
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(db, "BEGIN", -1, &statement, nullptr);
+    const int result = store.closeVeldb();
+    sqlite3_finalize(statement);
+    sqlite3_close(db);
+    return result;
+}
+
 int createTable(Store& store) { return store.createVeldbTables<TessaryDatabase>(); }
 int write(Store& store) { return store.VelDatabaseWriteCachedToDisk(); }
 
@@ -59,6 +71,7 @@ const struct {
 } cases[] = {
     {"VELDB: openVeldb", open, badAlloc, 0, VELDB_FAILURE, "Caught exception: std::bad_alloc in openVeldb"},
     {"VELDB: openVeldb", open, foreign, 0, VELDB_FAILURE, "Caught Exception in openVeldb"},
+    {"VELDB: closeVeldb", closeInUse, foreign, 0, VELDB_FAILURE, "Caught Exception in closeVeldb"},
     {"VELDB: createVeldbTables", createTable, foreign, 0, VELDB_SUCCESS, "Caught Exception in createVeldbTables"},
     {"VELDB: writeCachedDRToDisk", write, foreign, 0, VELDB_SUCCESS, "Caught Exception in writeCachedDRToDisk"},
     {"VELDB: deleteDeallocateDR", remove, foreign, 2, 1, "Error in std::string operations in deleteDeallocateDR"},
