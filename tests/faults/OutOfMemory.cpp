@@ -115,7 +115,7 @@ TEST(OutOfMemory, FactoryAndStoresAnswerNull) {
     feature.appDb.reset();
     arm(badAlloc, 0, true);
     feature.createFeatureInputDb();
-    Feature* made = createClassObj<Feature, FeatureInfo, FeatureProbe>(std::move(description));
+    const auto* made = createClassObj<Feature, FeatureInfo, FeatureProbe>(std::move(description));
     EXPECT_EQ(disarm(), 2);
     EXPECT_EQ(feature.appDb, nullptr);
     EXPECT_EQ(made, nullptr);

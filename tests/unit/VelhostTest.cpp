@@ -359,6 +359,9 @@ TEST_F(Velhost, EndsAsTheShellExpectsWhateverBecomesOfItsStreams) {
 }
 
 TEST_F(Velhost, FitsTheTerminal) {
+    if (shell("script -qec true /dev/null") != 0) {
+        GTEST_SKIP() << "no pseudo terminals here";
+    }
     const std::string name = "com.example.\xE6\x97\xA5\xE6\x9C\xAC" + std::string(40, 'e') + ".game";
     ASSERT_EQ(shell("velhost replay --data d s", "classify " + name + " 1\n"), 0);
     EXPECT_NE(out.find("\n" + name + "     1"), std::string::npos) << out;
