@@ -257,6 +257,11 @@ TEST_F(Velhost, ShowsWhatItCanReadAndFails) {
     EXPECT_NE(out.find("\na "), std::string::npos) << out;
 }
 
+TEST_F(Velhost, ReplayThatCannotShowItsFilesHasFailed) {
+    EXPECT_EQ(shell("mkdir d; seq 9999 >d/Tessary.db; velhost replay --quiet --data d", "classify a 1\n"), 1);
+    EXPECT_NE(err.find(std::string("d/Tessary.db: ") + sqlite3_errstr(SQLITE_NOTADB)), std::string::npos) << err;
+}
+
 TEST_F(Velhost, RefusesWhatItCannotReadOrPlay) {
     const std::string notADatabase = sqlite3_errstr(SQLITE_NOTADB);
     const std::string more = " (velhost --help";

@@ -75,7 +75,7 @@ extern "C" int __android_log_print(int priority, const char* tag, const char* fo
         return -1;
     }
     used = used + message < room ? used + message : room - 1;
-    // The row store's lines end in a line's end of their own, the feature's do not.
+    // Most of the row store's messages end in a line break; the other messages do not.
     if (raw[used - 1] == '\n') {
         --used;
     }

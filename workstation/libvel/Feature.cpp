@@ -1,6 +1,6 @@
 #include "host/Feature.h"
 
-// The host's own operations: what a feature that overrides nothing does. On a workstation that is nothing.
+// What a feature does that overrides nothing. On a workstation a query answers -1; nothing else has an effect.
 // NOLINTBEGIN(performance-unnecessary-value-param): the parameters are the host's contract
 
 void Feature::runAsync(AsyncTriggerPayload /*payload*/) {}

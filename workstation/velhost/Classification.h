@@ -9,8 +9,8 @@
 #include "workstation/velhost/DatabaseFiles.h"
 #include "workstation/velhost/StoredTable.h"
 
-// What a feature has learnt, as its two databases hold it. The feature's own reading of the files is not used: this one
-// must cope with files that the feature never wrote, and show what the feature would pass over.
+// Reads what a feature stored in its two databases. Does not use the feature's own code: files that the feature did not
+// write must be readable too, and rows that the feature ignores must be shown.
 
 namespace velhost {
 

@@ -118,7 +118,7 @@ Exit run(int argc, char** argv) {
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
     app.set_version_flag("--version", std::string("velhost, ") + tessaryVersion);
     app.footer(mainFooter);
-    app.require_subcommand(0, 1); // none is refused below, where a misspelt one has been named already
+    app.require_subcommand(0, 1); // a missing one is refused below, so that a misspelt one is reported by its name
     const CLI::App* replayCommand = addReplay(app, replayOptions);
     const CLI::App* dumpCommand = addDump(app, dumpOptions);
     try {

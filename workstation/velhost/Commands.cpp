@@ -79,7 +79,7 @@ void play(Script& script, Feature& feature, Printer& printer, bool trace) {
         if (trace) {
             say(place + ": " + line.text);
         }
-        // Whatever the earlier lines did is on disk.
+        // After an exception the changes of the earlier lines stay on disk.
         try {
             makeCall(line, feature, printer);
         } catch (const Error&) { // of the output
@@ -128,7 +128,11 @@ Exit replay(const ReplayOptions& options) {
         const auto feature = host.makeFeature(options.name);
         play(script, *feature, printer, options.trace);
     }
-    return show(DatabaseFiles(directory, options.name), printer);
+    try {
+        return show(DatabaseFiles(directory, options.name), printer);
+    } catch (const Error& unreadable) {
+        throw Error(Exit::failed, unreadable); // not a refusal: the calls were played
+    }
 }
 
 Exit dump(const DumpOptions& options) {

@@ -48,7 +48,7 @@ void requireClassifier(const fs::path& directory, const std::string& name) {
 fs::path prepareDataDirectory(const fs::path& directory) {
     std::error_code error;
     fs::create_directories(directory, error);
-    // Links resolved: SQLite is given this path for as long as the feature lives.
+    // Resolves symbolic links now: SQLite uses this path until the feature is deleted.
     fs::path whole = error ? fs::path() : fs::canonical(directory, error);
     if (!error && access(whole.c_str(), W_OK | X_OK) != 0) {
         error.assign(errno, std::generic_category());

@@ -21,6 +21,9 @@ public:
     Error(Exit exitStatus, const std::string& message, const std::string& place = "velhost")
         : std::runtime_error(place + ": " + message), status(exitStatus) {}
 
+    /// The same message with another status.
+    Error(Exit exitStatus, const Error& other) : std::runtime_error(other.what()), status(exitStatus) {}
+
     const Exit status;
 };
 

@@ -75,7 +75,7 @@ std::string lineOf(const Cells& cells, const Widths& widths, bool isTerminal) {
 
 using Json = nlohmann::ordered_json;
 
-/// The name's fields: "application", with U+FFFD for what is not UTF-8, and then "bytes", the name in hexadecimal.
+/// "application": the name, with U+FFFD for what is not UTF-8. "bytes": that name in hexadecimal; null for valid UTF-8.
 Json jsonOf(const std::string& name) {
     return {{"application", name}, {"bytes", isUtf8(name) ? Json() : Json(hexadecimal(name))}};
 }

@@ -27,7 +27,7 @@ int openFile(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int fla
 
 int deleteFile(sqlite3_vfs* /*vfs*/, const char* /*path*/, int /*syncsFolder*/) noexcept { return SQLITE_READONLY; }
 
-/// Nothing but a log exists, or SQLite would play a journal back.
+/// Reports every file but a "-wal" as missing. If SQLite saw a journal, it would play it back.
 int fileExists(sqlite3_vfs* /*vfs*/, const char* path, int /*what*/, int* exists) noexcept {
     const std::size_t length = std::strlen(path);
     *exists = length > 4 && std::strcmp(path + length - 4, "-wal") == 0 && access(path, F_OK) == 0 ? 1 : 0;

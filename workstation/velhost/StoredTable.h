@@ -31,8 +31,8 @@ struct StoredTable {
 /// Throws Error when the file is missing, is no database, has a journal, or holds no ordinary table of this name.
 StoredTable readTable(const std::filesystem::path& file, const std::string& table, std::size_t recordSize);
 
-/// Refuses a database with a journal, which SQLite would play back: a crafted one makes it delete any file.
-/// Throws Error. A missing file is fine.
+/// Throws Error when the database has a journal that is not empty. SQLite would play it back, and a crafted journal
+/// makes it delete any file. A missing database is no error.
 void refuseJournal(const std::filesystem::path& file);
 
 } // namespace velhost

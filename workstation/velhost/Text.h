@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-// How bytes from outside (names, paths, messages, words of a script) are shown: on one line, harmless to a terminal,
-// and without losing a byte.
+// How bytes from outside (names, paths, messages, words of a script) are shown: on one line and harmless to a terminal.
+// Only `hexadecimal` and `scriptWord` can be read back exactly.
 
 namespace velhost {
 

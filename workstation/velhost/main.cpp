@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Fills closed standard streams with files that fail, lest a database take their number and get what is printed.
+/// Opens /dev/null for each closed standard stream. A database would otherwise get its number, and the printed text.
 void occupyStandardStreams() {
     for (const int stream : {0, 1, 2}) {
         if (fcntl(stream, F_GETFD) == -1) {

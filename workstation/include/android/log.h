@@ -7,8 +7,8 @@
 extern "C" {
 #endif
 
-/// The priorities of lines, the least urgent first. Lines have one below ANDROID_LOG_SILENT, which as a limit drops
-/// them all.
+/// The priorities of lines, the least urgent first. No line has ANDROID_LOG_SILENT. As the minimum priority it drops
+/// all lines.
 enum {
     ANDROID_LOG_VERBOSE = 2,
     ANDROID_LOG_DEBUG,
