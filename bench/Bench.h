@@ -44,7 +44,7 @@ std::vector<JobKind> featureJobs();
 /// Throws unless all layers have the same settings and leave the same rows after the same changes.
 void requireSameWork();
 
-/// A name of usual length, the same for all numbers below 100,000.
+/// Returns the name of application `number`. The length is a usual one, and the same for all numbers below 100,000.
 std::string applicationName(unsigned number);
 
 /// Creates a table as the row store does and stores `count` applications with the same payload, in hexadecimal.

@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// Debian's C++ wrapper, used as its documentation shows, without copies of bound values.
+/// A C++ wrapper of SQLite, used as its documentation shows, without copies of bound values.
 class SqliteCppLayer : public PlainRows {
 public:
     explicit SqliteCppLayer(const std::string& fileName) : db("/data/vendor/vel/" + fileName, SQLite::OPEN_READWRITE) {

@@ -3,7 +3,8 @@
 //     smallest_host [PATH-OF-LIBTESSARY [NAME]]
 //
 // Run it on a device while the real host is stopped: both would use the same database files. It prints
-// "com.example.game: type 17" and leaves that application in the table, where `velhost dump` shows it.
+// "com.example.game: type 17". On a device the application stays in the table, where `velhost dump` shows it. Built for
+// a workstation, the program keeps its files in a temporary folder and removes them at its end.
 
 #include <cstdio>
 #include <mutex>

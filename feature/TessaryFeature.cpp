@@ -18,8 +18,8 @@
 // so a std::bad_alloc would pass uncaught.
 #endif
 
-// The feature's type information refers to that of Feature, which a host built with -fno-rtti lacks. Declared weak, the
-// plug-in loads there as well. Under its own name, because g++ has declared the real one already.
+// The feature's type information refers to that of Feature, which a host built with -fno-rtti lacks. The reference is
+// weak, so that the plug-in loads there as well. The variable has another name, because g++ declares the symbol itself.
 extern __attribute__((weak, visibility("default"))) const char typeOfFeature[] __asm__("_ZTI7Feature");
 // Unused, clang would drop the declaration.
 __attribute__((used)) static const char* const keptTypeOfFeature = typeOfFeature;
@@ -33,11 +33,11 @@ constexpr std::uint32_t typeMask = 0x00FFFFFF;
 constexpr int weightSelector = 1;
 constexpr int operationRemove = 0;
 constexpr std::size_t measurementCount = 3;
-// Not one threshold of 1900: where the difference wraps, the two comparisons disagree.
+// Two steps: "sum - 1700 > 199" differs from "sum >= 1900" when the subtraction wraps.
 constexpr std::uint32_t verdictOffset = 1700;
 constexpr std::int32_t verdictThreshold = 199;
 
-// The feature's messages. Unlike the row store's, they end without a line break.
+// The feature's messages. They end without a line break, unlike most of the row store's.
 
 constexpr char component[] = "Tessary";
 

@@ -17,7 +17,8 @@
 /// The host makes it through the registry, drives it through `Feature` and deletes it through `Feature*`.
 ///
 /// Threads: starts none and has no lock. Queries (getData, getAppType, getAppWeight) may run on any threads beside one
-/// change. All other operations are changes: call one at a time. VelDatabase says when even queries must not overlap.
+/// change. createFeatureInputDb and createHeavyGameDb must run alone. All other operations are changes: call one at a
+/// time. VelDatabase says when even queries must not overlap.
 ///
 /// Names: an empty name would select every application's rows, and no query can hold a NUL byte. A change of such a
 /// name does nothing and returns 0, a query answers 0; neither logs.
@@ -78,8 +79,8 @@ public:
     /// classification, and when it has several rows of peaks.
     int updateWeightToClassifier(std::string& appName, std::vector<int> values);
 
-    /// Adds a row of peaks for an application that has none. `values` must hold at least three. Returns 1, or 0 without
-    /// a heavy-game database or when out of memory for a row.
+    /// Adds a row of peaks without looking for an existing one. `values` must hold at least three. Returns 1. Returns 0
+    /// without a heavy-game database and when out of memory for a row.
     int writeHeavyGameDb(std::string& appName, std::vector<int> values);
 
     /// Return what getData stores.

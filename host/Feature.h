@@ -20,8 +20,8 @@
 
 /// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor, on
 /// the thread that deletes the feature.
-/// An open record: put the host's class in its place. If the host's class has virtual operations before the destructor,
-/// the delete would call one of those. If the host has two classes, declare both and give each pointer its own.
+/// An open record: put the host's class in its place. The destructor must have the same virtual-table slot as there, or
+/// the delete calls another operation. If the host has two classes, declare both and give each pointer its own.
 class HOST_EXPORT FeatureOwnedObject {
 public:
     virtual ~FeatureOwnedObject() = default;
@@ -31,9 +31,9 @@ public:
 /// so the order of the virtual operations and of the members is a binary contract. The virtual table is in the host
 /// library. The constructor, the destructor and the four-argument `getData` are inline: each plug-in has its own copy.
 ///
-/// Only the host knows five of the records in full. They are marked "open record" here: FeatureOwnedObject,
-/// FeatureState, AsyncTriggerPayload and featureData; the fifth is PropVal in <perfd_client.h>. Complete them from the
-/// host's headers before building for a device. `tests/contract/Layout.cpp` checks their sizes.
+/// Only the host knows these five records in full: FeatureOwnedObject, FeatureState, AsyncTriggerPayload, featureData
+/// and PropVal (<perfd_client.h>). Each is marked "open record". Complete them from the host's headers before building
+/// for a device. `tests/contract/Layout.cpp` checks their sizes.
 ///
 /// The host calls the operations on threads of its choice, but never while the feature is constructed or destroyed.
 class HOST_EXPORT Feature {
@@ -54,7 +54,7 @@ public:
     /// exception.
     virtual void runAsync(AsyncTriggerPayload payload);
 
-    /// The host's own; this plug-in inherits them.
+    /// This plug-in does not override them. Only the host knows what they do.
     virtual void runAsyncIdle(const std::atomic<bool>& flag);
     virtual void runAsyncPeriodic(const std::atomic<bool>& flag);
 

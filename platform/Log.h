@@ -7,7 +7,7 @@
 // source line, which are the first three arguments:
 //
 //     VEL_LOG_ERROR("No Classifier Database Available", "Tessary", "runAsync", __LINE__);
-//     "Tessary: runAsync() 178: No Classifier Database Available"
+//     "Tessary: runAsync() LINE: No Classifier Database Available"
 //
 // A macro, so that the compiler checks the whole format, message included, against the arguments. Thread-safe. The
 // log's result is ignored: nothing could be done about it.

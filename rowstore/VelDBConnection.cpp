@@ -10,9 +10,8 @@
 
 namespace {
 
-/// Frames that the write-ahead log may hold before a commit copies them to the database. With SQLite's own 1,000 the
-/// log grows to 4 MB, and two stores on a volume of 512 KiB fill it for good. 50 is the most that fits there, less what
-/// the log grows by while reads keep it from starting over.
+/// Frames that the write-ahead log may hold before a commit copies them to the database. SQLite's default of 1,000 lets
+/// the log grow to 4 MB. Two stores must fit on a volume of 512 KiB, also while reads keep the log from starting over.
 constexpr int checkpointFrames = 40;
 
 std::string composePath(const std::string& dbDir, const std::string& dbFileName) {

@@ -7,7 +7,7 @@ struct sqlite3;
 
 /// The log lines of one operation of the row store. Each message text stands once, in VelDBLog.cpp.
 ///
-/// Every function logs one line: errors, but for `countLowered`, a warning. Nothing here throws or allocates.
+/// Every function logs one line. `countLowered` logs a warning, all others an error. Nothing here throws or allocates.
 /// Thread-safe. A line's number is the source line of the call, which may be in another file than the operation's.
 class VelDBLog {
 public:

@@ -106,7 +106,7 @@ void appendValues(const VelDBDataRowKey& key, std::string& query) {
 }
 
 void appendOrderBy(veldbOrderByCol col, veldbOrderByDir dir, std::string& query) {
-    // Both index tables, and a caller can cast any number to an enumeration.
+    // Checked, because both index an array and a caller can cast any number to an enumeration.
     const bool known =
         col > veldbOrderByNone && col <= veldbOrderByIntcol1 && dir >= veldbDirNone && dir <= veldbDirDesc;
     if (known) {

@@ -6,8 +6,8 @@
 
 #include "rowstore/VelDatabase.h"
 
-/// Holds rows that a store has lent, from a read or from getRow, and gives them back exactly once: written, deleted or,
-/// when neither was asked for, freed unwritten, exceptions included. Must not outlive the store. One thread at a time.
+/// Holds rows from a read or from getRow and gives them back to the store exactly once: to be written, to be deleted,
+/// or else, also after an exception, to be freed unwritten. Must not outlive the store. Not thread-safe.
 template <typename T>
 class VelDBRowLoan {
 public:

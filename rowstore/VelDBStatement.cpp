@@ -64,7 +64,7 @@ bool VelDBStatement::finalize(int line) {
     return code == SQLITE_OK;
 }
 
-bool VelDBStatement::holdsValue(int parameter, bool value) {
+bool VelDBStatement::setHasValue(int parameter, bool value) {
     if (!value && bound[parameter]) {
         sqlite3_bind_null(handle, parameter); // cannot fail: the parameter exists
     }
@@ -73,7 +73,7 @@ bool VelDBStatement::holdsValue(int parameter, bool value) {
 }
 
 void VelDBStatement::bindText(int parameter, const std::string& text) {
-    if (!holdsValue(parameter, !text.empty())) {
+    if (!setHasValue(parameter, !text.empty())) {
         return;
     }
     const int code = sqlite3_bind_text(handle, parameter, text.data(), sizeOf(text), SQLITE_STATIC);

@@ -48,8 +48,8 @@ public:
     /// Compiles `sql`; call once. Returns false, logged, when that fails; nothing may be run then.
     bool prepare(const std::string& sql, VelDBLog::Prefix prefix, int line = __builtin_LINE());
 
-    /// Runs an insert or update for `row`, which must live until then. Logs failures. A field without a value is
-    /// stored as NULL, and so is a value that cannot be bound.
+    /// Runs an insert or update for `row`. Logs failures. Stores a field without a value as NULL, and also a value that
+    /// cannot be bound. The row may be freed afterwards.
     template <typename T>
     void write(const VelDBDataRow<T>& row);
 
@@ -61,8 +61,8 @@ public:
     bool next();
 
     /// Copies the row that `next` moved to. A NULL column leaves its field unchanged. A blob that is NULL or too short
-    /// is padded with zeros. Throws std::bad_alloc; `row` is then incomplete. Hold the lock of the connection since
-    /// `next`.
+    /// is padded with zeros. Throws std::bad_alloc; `row` is then incomplete. The caller must hold the lock of the
+    /// connection from before `next`.
     template <typename T>
     void fill(VelDBDataRow<T>& row) const;
 
@@ -71,7 +71,7 @@ public:
 
 private:
     /// Returns whether to bind a value. If not, clears what the previous row left bound.
-    bool holdsValue(int parameter, bool value);
+    bool setHasValue(int parameter, bool value);
 
     void bindText(int parameter, const std::string& text);
     void bindRowid(int parameter, std::int64_t rowid);
@@ -93,7 +93,7 @@ private:
 
 template <typename T>
 void VelDBStatement::write(const VelDBDataRow<T>& row) {
-    if (holdsValue(parameterIntcol1, row.intcol1 != VELDB_NO_VALUE)) {
+    if (setHasValue(parameterIntcol1, row.intcol1 != VELDB_NO_VALUE)) {
         check(sqlite3_bind_int(handle, parameterIntcol1, row.intcol1));
     }
     bindText(parameterAppName, row.appName);

@@ -17,9 +17,9 @@ VelDBTransaction::VelDBTransaction(sqlite3* connection, const VelDBLog& operatio
 }
 
 VelDBTransaction::~VelDBTransaction() {
-    // Asks SQLite, because a failed COMMIT ends the transaction (disk full) or leaves it open (busy). The rollback can
-    // itself run out of memory in `commit`; by now the call's statements may have freed some. If it fails again, the
-    // next change or the close of the store rolls back.
+    // Asks SQLite, because a failed COMMIT ends the transaction (disk full) or leaves it open (busy). In `commit` the
+    // rollback itself may have run out of memory. The statements are finalized now, which frees some, so try again. If
+    // that fails too, the next change or the close of the store rolls back.
     if (sqlite3_get_autocommit(db) == 0) {
         sqlite3_exec(db, rollbackSql, nullptr, nullptr, nullptr);
     }
@@ -28,8 +28,8 @@ VelDBTransaction::~VelDBTransaction() {
 void VelDBTransaction::commit() { runOrRollBack("COMMIT TRANSACTION;"); }
 
 void VelDBTransaction::runOrRollBack(const char* sql, int line) {
-    // A BEGIN fails also when an earlier transaction could not be rolled back: this ROLLBACK ends it. It fails, and
-    // says so, when none is open.
+    // BEGIN also fails when an earlier transaction is still open; the ROLLBACK ends that one. When none is open, the
+    // ROLLBACK fails too and logs a second line.
     if (!VelDBStatement::execute(db, sql, log, VelDBLog::Prefix::sqlError, line)) {
         VelDBStatement::execute(db, rollbackSql, log, VelDBLog::Prefix::sqlError);
     }

@@ -7,7 +7,7 @@
 
 // The results, orderings and limits that the whole row store shares, and its bounded copy.
 
-/// The result of an operation on a connection. Operations that return a plain int use the same two values.
+/// The result of opening, closing, creating or writing back; some of these return it as an int. Other ints are counts.
 enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.

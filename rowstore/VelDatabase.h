@@ -24,9 +24,9 @@ using VelDBTableName = const std::string&;
 /// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed; reads
 /// return nothing, and writes leave the queue as it is.
 ///
-/// Threads: getRow, cacheRow and freeRow may run at any time. Reads may run beside each other and beside one change (a
-/// write-back or a delete). Two changes must not run at once: the second would end the first one's transaction. Open,
-/// close and destruction need the store for themselves.
+/// Threads: getRow, cacheRow and freeRow may run beside anything but destruction. Reads may run beside each other and
+/// beside one change (a write-back or a delete). Two changes must not run at once: the second would end the first one's
+/// transaction. No read or change may run during open or close, and nothing during destruction.
 /// This holds for an SQLite that serialises its calls, its default. One built with SQLITE_THREADSAFE=2, or configured
 /// with SQLITE_CONFIG_MULTITHREAD, has no lock for a connection: run one operation at a time there.
 ///
@@ -67,7 +67,7 @@ public:
 
     /// Writes every queued row of `T`, oldest first, in one transaction, and frees it. Inserts rows whose row id is 0
     /// and updates all others. Includes rows that other threads queue meanwhile.
-    /// A row that fails is logged and lost; the others are committed.
+    /// A row that fails is logged and lost; the others are committed. If only the commit fails, all rows are lost.
     /// Returns VELDB_FAILURE when a statement cannot be compiled (the queue keeps its rows) or finalized. Failures of
     /// the transaction and of single rows are only logged. Returns VELDB_SUCCESS, and the queue keeps its rows, without
     /// a connection or when there is no memory for a statement's text. The queue has no limit: while the statements do
@@ -79,8 +79,8 @@ public:
     /// does; the others are still written.
     int VelDatabaseWriteCachedToDisk();
 
-    /// Queues `rows` and writes the whole queue. Returns the number of entries in `rows`, null entries included,
-    /// whatever becomes of the write, and empties it.
+    /// Queues `rows` and writes the whole queue; an empty `rows` writes nothing. Empties `rows` and returns the number
+    /// of its entries, null entries included. The number does not show whether the write succeeded.
     /// Throws std::bad_alloc when the queue cannot grow, as `cacheRow` does; nothing is written then.
     template <typename T>
     int writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows);

@@ -13,8 +13,8 @@
 #include "tests/faults/Faults.h"
 #include "tests/support/Probes.h"
 
-// The power goes at every write, truncation, sync and deletion of a run of calls. Each call that had returned is found
-// again; of the one under way each transaction is there wholly or not at all.
+// Cuts the power at every write, truncation, sync and deletion of a run of calls. All changes of the calls that had
+// returned must be found again. Each row that the interrupted call changes must be as before or as after.
 
 namespace fs = std::filesystem;
 

@@ -160,8 +160,8 @@ void* operator new(std::size_t size) {
 void operator delete(void* block, std::size_t /*size*/) noexcept { operator delete(block); }
 void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { operator delete(block); }
 
-/// Linked in place of SQLite's own in the product, where no real fault makes it fail: each failure of a step has been
-/// collected by a reset before.
+/// The product's calls of sqlite3_finalize come here (linker option --wrap). Here alone it fails: without this fault, a
+/// reset has already taken the failure of each step.
 extern "C" int __real_sqlite3_finalize(sqlite3_stmt* statement);
 extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
     const int result = __real_sqlite3_finalize(statement);

@@ -11,9 +11,9 @@
 #include "tests/support/Device.h"
 
 // One fault at a time, injected below the product by shims: operator new, SQLite's allocator, its VFS and one wrapped
-// call ask each time whether to fail. While a fault is armed nothing in them throws or allocates. For one thread.
+// call ask each time whether to fail. While a fault is armed, the shims use no memory of their own. For one thread.
 
-/// A kind of call goes by SQLite's code for its failure: SQLITE_IOERR_READ means reads. These stand for the others.
+/// SQLite's code for a failure names the kind of call: SQLITE_IOERR_READ means reads. These two kinds have no code.
 constexpr int CPP_NEW = -1;
 constexpr int SQLITE_FINALIZE = -2;
 

@@ -12,8 +12,8 @@
 #include "tests/support/Probes.h"
 #include "tests/support/Sql.h"
 
-// Every fault, one at a time, in every operation: fault number 0, 1, 2, ... is injected, once and lastingly, until the
-// operation makes so few calls that it does not come to it. Each time the same list of promises is checked.
+// Every kind of fault in every operation. Call number 0, 1, 2, ... fails, alone or with all after it, until the
+// operation ends before that call. After each attempt the same promises are checked.
 
 namespace {
 
@@ -125,8 +125,8 @@ bool isTransactionLeft(const FeatureP& feature) {
     return isLeft;
 }
 
-/// The operation may have left no feature, or one without a database: the host makes another then. Only when not even a
-/// rollback found memory may it have left a transaction: the next change then says so, and ends it.
+/// The operation may have left no feature, or one without a database: a new one is made then. It may have left an open
+/// transaction only when the rollback was out of memory too. The next change logs that and ends it.
 void expectWorking(FeatureP& feature, bool mayLeaveTransaction) {
     if (!feature || !feature->appDb || !feature->heavyGameDb || !connectionOf(*feature->appDb)) {
         feature = std::make_unique<FeatureProbe>("Tessary");

@@ -13,8 +13,8 @@ using Lines = std::vector<std::string>;
 /// All bytes of a file; none if it cannot be read.
 std::string contentOf(const std::filesystem::path& file);
 
-/// A device for one test: "/data/vendor/vel/" is a fresh temporary folder and the log is empty. The executable's log
-/// function is this device's. The latest one counts; outlives its connections.
+/// A device for one test: "/data/vendor/vel/" is a fresh temporary folder and the log is empty. All devices share one
+/// log. The path leads to the folder of the latest device. Close all connections before the device is destroyed.
 class Device {
 public:
     Device() { dropLog(); }

@@ -38,7 +38,7 @@ private:
     sqlite3* db = nullptr;
 };
 
-/// Records the statements that connections opened during its life run, in order; Sql's are left out. One at a time.
+/// Records, in order, what is run by connections that open while it lives. Leaves out those of Sql. One at a time.
 struct StatementTrace {
     StatementTrace();
     ~StatementTrace();
