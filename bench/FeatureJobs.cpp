@@ -5,7 +5,7 @@
 #include "bench/Bench.h"
 #include "host/Feature.h"
 #include "host/Registry.h"
-#include "workstation/velhost/Temporary.h"
+#include "workstation/Temporary.h"
 
 namespace bench {
 

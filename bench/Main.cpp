@@ -10,8 +10,8 @@
 #include <valgrind/callgrind.h>
 
 #include "bench/Bench.h"
+#include "workstation/Temporary.h"
 #include "workstation/velhost/DeviceVfs.h"
-#include "workstation/velhost/Temporary.h"
 
 // Measures each job in the directory for temporary files: time, and as counters what a run costs in heap allocations,
 // syncs and bytes. Under callgrind, started with --collect-atstart=no, it also leaves one profile a job.

@@ -6,8 +6,8 @@
 #include "bench/Bench.h"
 #include "bench/SqliteCppLayer.h"
 #include "rowstore/VelDatabase.h"
+#include "workstation/Temporary.h"
 #include "workstation/velhost/DeviceVfs.h"
-#include "workstation/velhost/Temporary.h"
 
 namespace bench {
 

@@ -1,5 +1,5 @@
+#include "workstation/Temporary.h"
 #include "workstation/velhost/DeviceVfs.h"
-#include "workstation/velhost/Temporary.h"
 
 // Linked into a host that is written for a device: while it runs, "/data/vendor/vel/" is a fresh temporary folder.
 

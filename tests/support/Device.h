@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "workstation/Temporary.h"
 #include "workstation/velhost/DeviceVfs.h"
-#include "workstation/velhost/Temporary.h"
 
 using Lines = std::vector<std::string>;
 

@@ -67,7 +67,7 @@ TEST(LoadedPlugin, IsDrivenAndDeleted) {
     EXPECT_EQ(data.value, -1);
     EXPECT_EQ(Sql(device.file("X.db")).table("Tessary"), Lines{"1,NULL,'a',NULL,X'1100000001000000'"});
     EXPECT_EQ(device.takeLog(), Lines{});
-    // The plug-in hides its symbols. What it catches must be the runtime's exceptions all the same, not copies of its
+    // The plug-in hides its symbols. What it catches must still be the runtime's exceptions, not copies of its
     // own of their types: with libc++ it would not know them again.
     outOfMemory = true;
     feature->getData(name, data, 0);

@@ -1,4 +1,4 @@
-#include "workstation/velhost/Temporary.h"
+#include "workstation/Temporary.h"
 
 #include <cerrno>
 #include <cstdlib>
