@@ -84,8 +84,7 @@ void VelDBStatement::bindText(int parameter, const std::string& text) {
 }
 
 void VelDBStatement::bindRowid(int parameter, std::int64_t rowid) {
-    // The store's own ids fit 32 bits. Only a row of another program needs the wider call: cut to 32 bits, its id would
-    // name another application's row.
+    // A wider id is a row of another program, or follows one. Cut to 32 bits, it would name another application's row.
     using Int = std::numeric_limits<int>;
     const bool fits = rowid >= Int::min() && rowid <= Int::max();
     check(fits ? sqlite3_bind_int(handle, parameter, static_cast<int>(rowid))

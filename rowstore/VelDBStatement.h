@@ -56,7 +56,7 @@ public:
     /// Runs a delete for the row with this id.
     void remove(std::int64_t rowid);
 
-    /// Moves a read to its next row. Returns false when there is none, or when the step failed, which is logged. Do not
+    /// Moves a read to its next row. Returns false after the last row, and when the step fails, which is logged. Do not
     /// call it again then: the query would start over.
     bool next();
 

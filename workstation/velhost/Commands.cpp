@@ -56,7 +56,7 @@ private:
     Clock::time_point due = Clock::now() + interval;
 };
 
-/// Makes one call as the host does. What the feature throws passes through.
+/// Makes one call as the host does. Exceptions of the feature reach the caller.
 void makeCall(Script::Line& line, Feature& feature, Printer& printer) {
     if (auto* trigger = std::get_if<AsyncTriggerPayload>(&line.call)) {
         feature.runAsync(*trigger);
