@@ -40,7 +40,7 @@ struct Cut {
 };
 
 /// Call number `number` of a run: every kind of change, on few applications.
-void change(FeatureProbe& feature, int number) {
+int change(FeatureProbe& feature, int number) {
     const std::string name = "com.example." + std::to_string(number * 7 % 5);
     const int value = number * 389 % 1000;
     switch (number % 6) {
@@ -48,7 +48,7 @@ void change(FeatureProbe& feature, int number) {
         return feature.remove(name);
     case 1:
     case 2:
-        return feature.classify(name, static_cast<unsigned>(value));
+        return feature.classify(name, value);
     case 3:
         return feature.weigh(name, value);
     default:
@@ -128,7 +128,7 @@ void changeThousandTimes(FeatureProbe& feature, bool readsBeside) {
         }
         std::for_each(std::begin(reads), std::end(reads), sqlite3_step);
         const std::string application = "com.example.application.number" + std::to_string(number % 200);
-        feature.classify(application, static_cast<unsigned>(number));
+        feature.classify(application, number);
         feature.report(application, {number, 0, 0});
         std::for_each(std::begin(reads), std::end(reads), sqlite3_finalize);
     }

@@ -24,26 +24,28 @@ sqlite3* connectionOf(VelDatabase<T>& store) {
     return store.*&StoreProbe<T>::db;
 }
 
+/// A feature whose calls take values and have one name each.
 struct FeatureProbe : TessaryFeature {
-    /// A feature whose description holds no more than its name.
+    /// With a description that holds no more than its name.
     explicit FeatureProbe(const std::string& id) : TessaryFeature(named(id)) {}
     using TessaryFeature::appDb;
     using TessaryFeature::heavyGameDb;
     using TessaryFeature::heavyGameEnabled;
     using TessaryFeature::TessaryFeature;
 
-    // The calls of a host, by name and in values.
-    void classify(std::string app, unsigned type) { runAsync({4164, 0x01000000 | type, std::move(app), 0}); }
-    void remove(std::string app) { runAsync({4164, 0, std::move(app), 0}); }
-    void weigh(std::string app, int weight) { runAsync({4165, 0, std::move(app), weight}); }
-    void report(std::string app, const std::vector<int>& values) { setData(app, values); }
+    int classify(std::string app, int type) { return updateToClassifierDataBase(app, 255, type); }
+    int remove(std::string app) { return updateToClassifierDataBase(app, 0, 1); }
+    int weigh(std::string app, int weight) { return updateWeightToTessary(app, weight); }
+    int report(std::string app, const std::vector<int>& values) { return updateWeightToClassifier(app, values); }
+    int addPeaks(std::string app, const std::vector<int>& values) { return writeHeavyGameDb(app, values); }
     int type(std::string app) { return query(app, 0); }
     int weight(std::string app) { return query(app, 1); }
 
 private:
     int query(std::string& app, int selector) {
-        featureData data;
-        return getData(app, data, selector) + data.value;
+        featureData answer{-7};
+        getData(app, answer, selector);
+        return answer.value;
     }
     static FeatureInfo named(const std::string& id) {
         FeatureInfo description;

@@ -226,7 +226,7 @@ TEST_F(FeatureTest, AnyNameIsOneApplication) {
     Tables expected;
     for (const std::string& name : names) {
         const auto number = static_cast<int>(expected.peaks.size() + 1);
-        feature->classify(name, static_cast<unsigned>(number));
+        feature->classify(name, number);
         feature->report(name, {number, 0, 0});
         EXPECT_EQ(feature->type(name), number) << name;
         expected.classifications.push_back({name, {number, 0}});
@@ -285,7 +285,7 @@ TEST_F(FeatureTest, PropertiesCountAsTheyWereWhenItWasMade) {
         start(known);
         property_set("ro.vendor.perf.wlc.heavygame", "");
         property_set("vendor.debug.trace.perf", "");
-        feature->weigh("a", 250);
+        feature->runAsync({4165, 0, "a", 250});
         EXPECT_EQ(feature->weight("a"), ignoresWeights ? 7 : 250) << value;
         EXPECT_EQ(feature->tracePerf, traces) << value;
     }
