@@ -24,6 +24,37 @@ sqlite3* connectionOf(VelDatabase<T>& store) {
     return store.*&StoreProbe<T>::db;
 }
 
+/// The fields of a row that is not stored yet.
+template <typename T = TessaryDatabase>
+VelDBDataRow<T> newRow(const std::string& appName, const T& payload = {}) {
+    VelDBDataRow<T> row;
+    row.appName = appName;
+    row.payload = payload;
+    return row;
+}
+
+/// Queues a row with these fields.
+template <typename T>
+void queueRow(VelDatabase<T>& store, const VelDBDataRow<T>& fields) {
+    auto rows = store.getRow(1);
+    *rows.at(0) = fields;
+    store.cacheRow(rows);
+}
+
+/// Copies of the rows that `key` selects; of all rows without one.
+template <typename T>
+std::vector<VelDBDataRow<T>> rowsOf(VelDatabase<T>& store, const VelDBDataRowKey& key = {"", VELDB_NO_VALUE},
+                                    unsigned count = 0, veldbOrderByCol col = veldbOrderByNone,
+                                    veldbOrderByDir dir = veldbDirNone) {
+    auto lent = store.template readAllocateDR<T>(key, count, col, dir);
+    std::vector<VelDBDataRow<T>> copies;
+    for (const VelDBDataRow<T>* row : lent) {
+        copies.push_back(*row);
+    }
+    store.freeRow(lent);
+    return copies;
+}
+
 /// A feature whose calls take values and have one name each.
 struct FeatureProbe : TessaryFeature {
     /// With a description that holds no more than its name.

@@ -2,12 +2,13 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
 namespace {
 
-// Written inside SQLite's frames: a fixed buffer, nothing that throws.
+// Written inside SQLite's frames: a fixed buffer, nothing that throws. Each statement ends in a newline.
 char traced[1 << 16];
 std::size_t tracedSize = 0;
 
@@ -23,14 +24,11 @@ int installTrace(sqlite3* db, char** /*message*/, const sqlite3_api_routines* /*
 
 void (*traceEntry())() { return reinterpret_cast<void (*)()>(installTrace); }
 
-std::string bytesOf(sqlite3_stmt* statement, int column) {
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
-    return {bytes == nullptr ? "" : bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement, column))};
-}
-
 std::string printed(sqlite3_stmt* statement, int column) {
     const int type = sqlite3_column_type(statement, column);
-    const std::string value = bytesOf(statement, column);
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
+    const std::string value(bytes == nullptr ? "" : bytes,
+                            static_cast<unsigned>(sqlite3_column_bytes(statement, column)));
     if (type != SQLITE_BLOB) {
         return type == SQLITE_NULL ? "NULL" : type == SQLITE_TEXT ? "'" + value + "'" : value;
     }
@@ -49,35 +47,21 @@ Sql::Sql(const std::filesystem::path& file) {
     sqlite3_trace_v2(db, 0, nullptr, nullptr);
 }
 
-void Sql::forEachRow(const std::string& statements, const std::function<void(sqlite3_stmt*)>& row) {
+Lines Sql::run(const std::string& statements) {
+    Lines rows;
     for (const char* rest = statements.c_str(); *rest != '\0';) {
         sqlite3_stmt* statement = nullptr;
         const int compiled = sqlite3_prepare_v2(db, rest, -1, &statement, &rest);
         while (compiled == SQLITE_OK && sqlite3_step(statement) == SQLITE_ROW) {
-            row(statement);
+            std::string& row = rows.emplace_back();
+            for (int column = 0; column < sqlite3_column_count(statement); ++column) {
+                row += (column == 0 ? "" : ",") + printed(statement, column);
+            }
         }
         if (compiled != SQLITE_OK || sqlite3_finalize(statement) != SQLITE_OK) {
             throw std::runtime_error(sqlite3_errmsg(db));
         }
     }
-}
-
-Lines Sql::run(const std::string& statements) {
-    Lines rows;
-    forEachRow(statements, [&rows](sqlite3_stmt* statement) {
-        std::string& row = rows.emplace_back();
-        for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-            row += (column == 0 ? "" : ",") + printed(statement, column);
-        }
-    });
-    return rows;
-}
-
-std::vector<BlobRow> Sql::blobs(const std::string& query) {
-    std::vector<BlobRow> rows;
-    forEachRow(query, [&rows](sqlite3_stmt* statement) {
-        rows.push_back({bytesOf(statement, 0), bytesOf(statement, 1)});
-    });
     return rows;
 }
 
@@ -88,4 +72,11 @@ StatementTrace::StatementTrace() {
 
 StatementTrace::~StatementTrace() { sqlite3_cancel_auto_extension(traceEntry()); }
 
-std::string StatementTrace::take() { return {traced, std::exchange(tracedSize, 0)}; }
+Lines StatementTrace::take() {
+    std::istringstream text(std::string(traced, std::exchange(tracedSize, 0)));
+    Lines statements;
+    for (std::string statement; std::getline(text, statement);) {
+        statements.push_back(statement);
+    }
+    return statements;
+}

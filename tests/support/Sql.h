@@ -2,18 +2,11 @@
 #define TESTS_SUPPORT_SQL_H
 
 #include <filesystem>
-#include <functional>
 #include <string>
-#include <vector>
 
 #include <sqlite3.h>
 
 #include "tests/support/Device.h"
-
-/// An application's name and its stored bytes.
-struct BlobRow {
-    std::string name, blob;
-};
 
 /// A second connection to a database file, created when missing.
 class Sql {
@@ -26,15 +19,10 @@ public:
     /// Throws std::runtime_error with SQLite's message.
     Lines run(const std::string& statements);
 
-    /// As `run`, for a query that selects a name and a blob.
-    std::vector<BlobRow> blobs(const std::string& query);
-
     /// The whole table, with the row ids before the columns.
     Lines table(const std::string& name) { return run("SELECT rowid, * FROM " + name + " ORDER BY rowid"); }
 
 private:
-    void forEachRow(const std::string& statements, const std::function<void(sqlite3_stmt*)>& row);
-
     sqlite3* db = nullptr;
 };
 
@@ -44,8 +32,8 @@ struct StatementTrace {
     ~StatementTrace();
     StatementTrace(const StatementTrace&) = delete;
 
-    /// The statements since the last call, each followed by a newline.
-    static std::string take();
+    /// The statements since the last call.
+    static Lines take();
 };
 
 #endif
