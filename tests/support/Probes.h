@@ -1,6 +1,7 @@
 #ifndef TESTS_SUPPORT_PROBES_H
 #define TESTS_SUPPORT_PROBES_H
 
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +54,12 @@ std::vector<VelDBDataRow<T>> rowsOf(VelDatabase<T>& store, const VelDBDataRowKey
     }
     store.freeRow(lent);
     return copies;
+}
+
+/// No rows without a store.
+template <typename T>
+std::vector<VelDBDataRow<T>> rowsOf(const std::unique_ptr<VelDatabase<T>>& store) {
+    return store == nullptr ? std::vector<VelDBDataRow<T>>{} : rowsOf(*store);
 }
 
 /// A feature whose calls take values and have one name each.

@@ -1,7 +1,9 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,48 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
+struct Classification {
+    std::string name;
+    int type, weight;
+};
+
+struct Peaks {
+    std::string name;
+    int peak0, peak1, peak2;
+};
+
+/// What is stored, in the order of the rows.
+struct Tables {
+    std::vector<Classification> classifications;
+    std::vector<Peaks> peaks;
+};
+
+std::string print(const Tables& tables) {
+    std::ostringstream text;
+    for (const auto& [name, type, weight] : tables.classifications) {
+        text << name << ": type " << type << ", weight " << weight << "\n";
+    }
+    for (const auto& [name, peak0, peak1, peak2] : tables.peaks) {
+        text << name << ": peaks " << peak0 << " " << peak1 << " " << peak2 << "\n";
+    }
+    return text.str();
+}
+
+using Call = std::function<int(FeatureProbe&)>;
+
+Call classify(const char* name, int type) {
+    return [=](FeatureProbe& feature) { return feature.classify(name, type); };
+}
+Call remove(const char* name) {
+    return [=](FeatureProbe& feature) { return feature.remove(name); };
+}
+Call weigh(const char* name, int weight) {
+    return [=](FeatureProbe& feature) { return feature.weigh(name, weight); };
+}
+Call report(const char* name, const std::vector<int>& values) {
+    return [=](FeatureProbe& feature) { return feature.report(name, values); };
+}
+
 Lines noEntry(const std::string& operation) {
     return {"E Tessary: " + operation + "() #: No entry found for the app in classifier, cannot updateinfo"};
 }
@@ -26,35 +70,95 @@ Lines noDatabase(const std::string& operation) {
     return {"E Tessary: " + operation + "() #: No Classifier Database Available"};
 }
 
+struct Case {
+    const char* name;
+    Tables before;
+    Call call;
+    int result;
+    Tables after;
+    Lines log = {};
+};
+
+const Tables known{{{"a", 5, 7}}, {}};
+const Tables knownWithPeaks{{{"a", 5, 7}}, {{"a", 1, 2, 3}}};
+const Tables onlyPeaks{{}, {{"a", 1, 2, 3}}};
+const Tables duplicates{{{"b", 1, 1}, {"a", 5, 7}, {"a", 6, 8}}, {{"a", 1, 2, 3}}};
+const Tables duplicatePeaks{{{"a", 5, 7}, {"b", 1, 1}}, {{"a", 1, 2, 3}, {"b", 1, 2, 3}, {"a", 4, 5, 6}}};
+
+// clang-format off
+const Case cases[] = {
+    {"classifying an unknown application adds it with weight 0", {}, classify("a", 17), 1, {{{"a", 17, 0}}, {}}},
+    {"classifying a known one keeps its weight and peaks",
+     knownWithPeaks, classify("a", 9), 1, {{{"a", 9, 7}}, {{"a", 1, 2, 3}}}},
+    {"classifying deletes duplicates, and no other application",
+     duplicates, classify("a", 9), 0, {{{"b", 1, 1}}, {{"a", 1, 2, 3}}}},
+    {"a removal deletes every classification of the application, and no other",
+     duplicates, remove("a"), 1, {{{"b", 1, 1}}, {}}},
+    {"a removal deletes all peaks of the application, and no other",
+     duplicatePeaks, remove("a"), 1, {{{"b", 1, 1}}, {{"b", 1, 2, 3}}}},
+    {"a weight is stored unchecked",
+     knownWithPeaks, weigh("a", INT_MIN), 1, {{{"a", 5, INT_MIN}}, {{"a", 1, 2, 3}}}},
+    {"a weight needs a known application", {}, weigh("a", 5), 0, {}, noEntry("updateWeightToTessary")},
+    {"a weight is refused for duplicates",
+     duplicates, weigh("a", 9), 0, duplicates, noEntry("updateWeightToTessary")},
+    {"a first report stores its values and the verdict",
+     known, report("a", {0, 1899, 0}), 1, {{{"a", 5, 0}}, {{"a", 0, 1899, 0}}}},
+    {"a later report raises each peak by itself",
+     {{{"a", 5, 0}}, {{"b", 9, 9, 9}, {"a", 400, 800, 100}}}, report("a", {300, 1000, 200, 9}), 1,
+     {{{"a", 5, 1}}, {{"b", 9, 9, 9}, {"a", 400, 1000, 200}}}},
+    {"a report needs three values", known, report("a", {1000, 0}), 0, known},
+    {"a report needs a known application",
+     onlyPeaks, report("a", {1000, 0, 0}), 0, onlyPeaks, noEntry("updateWeightToClassifier")},
+    {"a report is refused for duplicates",
+     duplicates, report("a", {1000, 0, 0}), 0, duplicates, noEntry("updateWeightToClassifier")},
+    {"a report is refused for duplicate peaks", duplicatePeaks, report("a", {1000, 0, 0}), 0, duplicatePeaks},
+};
+// clang-format on
+
 class FeatureTest : public testing::Test {
 protected:
     void TearDown() override { EXPECT_EQ(device.takeLog(), Lines{}) << "no line that the test did not expect"; }
 
-    Lines classifications() const {
-        Lines rows;
-        for (const auto& [rowid, intcol1, name, rsvdName, app] : rowsOf(*feature->appDb)) {
-            rows.push_back(name + ": type " + std::to_string(app.appType) + ", weight " +
-                           std::to_string(app.appWeight));
+    /// Starts the feature anew, with these rows.
+    void start(const Tables& tables) {
+        feature.reset();
+        fs::remove(device.file("Tessary.db"));
+        fs::remove(device.file("TessaryHeavyGame.db"));
+        feature = std::make_unique<FeatureProbe>("Tessary");
+        for (const auto& [name, type, weight] : tables.classifications) {
+            queueRow(*feature->appDb, newRow<TessaryDatabase>(name, {type, weight}));
         }
-        return rows;
-    }
-    Lines peaks() const {
-        Lines rows;
-        for (const auto& [rowid, intcol1, name, rsvdName, peaks] : rowsOf(*feature->heavyGameDb)) {
-            rows.push_back(name + ": " + std::to_string(peaks.peak0) + " " + std::to_string(peaks.peak1) + " " +
-                           std::to_string(peaks.peak2));
-        }
-        return rows;
-    }
-    /// As a fault may leave it.
-    void addClassification(const std::string& name, const TessaryDatabase& app) {
-        queueRow(*feature->appDb, newRow(name, app));
         feature->appDb->VelDatabaseWriteCachedToDisk();
+        for (const auto& [name, peak0, peak1, peak2] : tables.peaks) {
+            feature->addPeaks(name, {peak0, peak1, peak2});
+        }
+    }
+
+    /// What is stored in the databases that are open.
+    Tables stored() const {
+        Tables tables;
+        for (const auto& [rowid, intcol1, name, rsvdName, app] : rowsOf(feature->appDb)) {
+            tables.classifications.push_back({name, app.appType, app.appWeight});
+        }
+        for (const auto& [rowid, intcol1, name, rsvdName, peaks] : rowsOf(feature->heavyGameDb)) {
+            tables.peaks.push_back({name, peaks.peak0, peaks.peak1, peaks.peak2});
+        }
+        return tables;
     }
 
     Device device;
     std::unique_ptr<FeatureProbe> feature = std::make_unique<FeatureProbe>("Tessary");
 };
+
+TEST_F(FeatureTest, EachCallHasThisOutcome) {
+    for (const auto& [name, before, call, result, after, log] : cases) {
+        SCOPED_TRACE(name);
+        start(before);
+        EXPECT_EQ(call(*feature), result);
+        EXPECT_EQ(print(stored()), print(after));
+        EXPECT_EQ(device.takeLog(), log);
+    }
+}
 
 TEST_F(FeatureTest, HostSetsByTriggersAndReportsAndReadsByQueries) {
     std::string game = "com.example.game";
@@ -66,39 +170,11 @@ TEST_F(FeatureTest, HostSetsByTriggersAndReportsAndReadsByQueries) {
     EXPECT_EQ(feature->getData(game, answer, 1), 0);
     EXPECT_EQ(answer.value, -2);
     EXPECT_EQ(feature->setData(game, {950, 0, 0}), 0);
-    EXPECT_EQ(peaks(), Lines{"com.example.game: 950 0 0"});
     feature->runAsync({4166, 0, game, 7});
-    EXPECT_EQ(classifications(), Lines{"com.example.game: type 16777215, weight 1"}) << "other triggers are ignored";
+    EXPECT_EQ(print(stored()), print({{{game, 0xFFFFFF, 1}}, {{game, 950, 0, 0}}})) << "other triggers are ignored";
     feature->runAsync({4164, 0x00FFFFFF, game, 1});
-    EXPECT_EQ(classifications(), Lines{}) << "operation 0 removes";
-}
-
-TEST_F(FeatureTest, ClassifiesAndWeighs) {
-    EXPECT_EQ(feature->type("a"), 0) << "unknown";
-    EXPECT_EQ(feature->weigh("a", 5), 0);
-    EXPECT_EQ(device.takeLog(), noEntry("updateWeightToTessary"));
-    EXPECT_EQ(feature->classify("a", 17), 1);
-    EXPECT_EQ(feature->classify("b", 1), 1);
-    EXPECT_EQ(classifications(), (Lines{"a: type 17, weight 0", "b: type 1, weight 0"}));
-    EXPECT_EQ(feature->weigh("a", INT_MIN), 1) << "any weight";
-    EXPECT_EQ(feature->classify("a", 9), 1);
-    EXPECT_EQ(classifications(), (Lines{"a: type 9, weight -2147483648", "b: type 1, weight 0"}));
-}
-
-TEST_F(FeatureTest, ReportsRaiseEachPeakAndSetTheWeightToTheVerdict) {
-    feature->addPeaks("other", {9, 9, 9});
-    EXPECT_EQ(feature->report("a", {1000, 0, 0}), 0);
-    EXPECT_EQ(device.takeLog(), noEntry("updateWeightToClassifier"));
-    feature->classify("a", 5);
-    EXPECT_EQ(feature->report("a", {1000, 0}), 0) << "three values are needed";
-    EXPECT_EQ(feature->report("a", {400, 800, 100}), 1);
-    EXPECT_EQ(classifications(), Lines{"a: type 5, weight 0"});
-    EXPECT_EQ(feature->report("a", {300, 1000, 200, 9}), 1);
-    EXPECT_EQ(classifications(), Lines{"a: type 5, weight 1"});
-    EXPECT_EQ(peaks(), (Lines{"other: 9 9 9", "a: 400 1000 200"}));
-    feature->addPeaks("a", {1, 2, 3});
-    EXPECT_EQ(feature->report("a", {2000, 2000, 2000}), 0) << "two rows of peaks";
-    EXPECT_EQ(peaks(), (Lines{"other: 9 9 9", "a: 400 1000 200", "a: 1 2 3"}));
+    EXPECT_EQ(print(stored()), "") << "operation 0 removes";
+    EXPECT_EQ(feature->type(game), 0) << "unknown";
 }
 
 TEST_F(FeatureTest, VerdictIsComputedWith32Bits) {
@@ -113,66 +189,8 @@ TEST_F(FeatureTest, VerdictIsComputedWith32Bits) {
     }
 }
 
-TEST_F(FeatureTest, RemovalDeletesEveryRowOfOneApplication) {
-    for (const char* name : {"a", "b"}) {
-        addClassification(name, {5, 7});
-        addClassification(name, {6, 8});
-        feature->addPeaks(name, {1, 2, 3});
-        feature->addPeaks(name, {4, 5, 6});
-    }
-    EXPECT_EQ(feature->remove("a"), 1);
-    EXPECT_EQ(classifications(), (Lines{"b: type 5, weight 7", "b: type 6, weight 8"}));
-    EXPECT_EQ(peaks(), (Lines{"b: 1 2 3", "b: 4 5 6"}));
-}
-
-TEST_F(FeatureTest, NextClassificationDeletesDuplicates) {
-    feature->classify("other", 1);
-    feature->addPeaks("a", {1, 2, 3});
-    addClassification("a", {5, 7});
-    addClassification("a", {6, 8});
-    EXPECT_EQ(feature->type("a"), 5) << "the first one answers";
-    EXPECT_EQ(feature->weigh("a", 9), 0);
-    EXPECT_EQ(device.takeLog(), noEntry("updateWeightToTessary"));
-    EXPECT_EQ(feature->report("a", {9, 9, 9}), 0);
-    EXPECT_EQ(device.takeLog(), noEntry("updateWeightToClassifier"));
-    EXPECT_EQ(feature->classify("a", 9), 0);
-    EXPECT_EQ(classifications(), Lines{"other: type 1, weight 0"});
-    EXPECT_EQ(peaks(), Lines{"a: 1 2 3"});
-}
-
-TEST_F(FeatureTest, AnyNameIsOneApplication) {
-    const Lines names{"a", "A",  "a ", "a'",         "' OR '1'='1",  "a') OR ('a') = ('a",   "a'--",
-                      "%", "\"", "?1", "\x01\n\x7F", "\xC3\x28\xFF", std::string(5000, '\'')};
-    Lines expected;
-    for (const std::string& name : names) {
-        const auto type = static_cast<int>(name.size());
-        feature->classify(name, type);
-        expected.push_back(name + ": type " + std::to_string(type) + ", weight 0");
-    }
-    EXPECT_EQ(classifications(), expected);
-    for (const std::string& name : names) {
-        feature->remove(name);
-        expected.erase(expected.begin());
-        EXPECT_EQ(classifications(), expected);
-    }
-}
-
-TEST_F(FeatureTest, RefusesNamesThatNoQueryFindsWithoutAWord) {
-    feature->classify("a", 5);
-    for (const std::string& name : {""s, "\0"s, "a\0"s, "\0a"s, "a\0'a"s}) {
-        EXPECT_EQ(feature->classify(name, 9), 0);
-        EXPECT_EQ(feature->remove(name), 0);
-        EXPECT_EQ(feature->weigh(name, 9), 0);
-        EXPECT_EQ(feature->report(name, {9, 9, 9}), 0);
-        EXPECT_EQ(feature->addPeaks(name, {9, 9, 9}), 0);
-        EXPECT_EQ(feature->type(name), 0);
-    }
-    EXPECT_EQ(classifications(), Lines{"a: type 5, weight 0"});
-    EXPECT_EQ(peaks(), Lines{});
-}
-
 TEST_F(FeatureTest, WithoutClassificationsRefusesEverything) {
-    feature->addPeaks("a", {1, 2, 3});
+    start(knownWithPeaks);
     feature->appDb.reset();
     feature->runAsync({1, 0, "a", 0});
     EXPECT_EQ(device.takeLog(), noDatabase("runAsync")) << "whatever the trigger";
@@ -183,18 +201,50 @@ TEST_F(FeatureTest, WithoutClassificationsRefusesEverything) {
     EXPECT_EQ(feature->report("a", {5, 6, 7}), 0);
     EXPECT_EQ(device.takeLog(), noDatabase("updateWeightToClassifier"));
     EXPECT_EQ(feature->weight("a"), 0);
-    EXPECT_EQ(peaks(), Lines{"a: 1 2 3"});
+    EXPECT_EQ(print(stored()), print(onlyPeaks));
 }
 
 TEST_F(FeatureTest, WithoutPeaksStillClassifies) {
+    start(known);
     feature->heavyGameDb.reset();
-    feature->classify("a", 5);
     EXPECT_EQ(feature->report("a", {1000, 0, 0}), 0);
     EXPECT_EQ(device.takeLog(), noDatabase("updateWeightToClassifier"));
     EXPECT_EQ(feature->addPeaks("a", {1000, 0, 0}), 0);
-    EXPECT_EQ(classifications(), Lines{"a: type 5, weight 0"});
+    EXPECT_EQ(print(stored()), print(known));
     EXPECT_EQ(feature->remove("a"), 1);
-    EXPECT_EQ(classifications(), Lines{});
+    EXPECT_EQ(print(stored()), "");
+}
+
+TEST_F(FeatureTest, AnyNameIsOneApplication) {
+    const Lines names{"a", "A",  "a ", "a'",         "' OR '1'='1",  "a') OR ('a') = ('a",   "a'--",
+                      "%", "\"", "?1", "\x01\n\x7F", "\xC3\x28\xFF", std::string(5000, '\'')};
+    Tables expected;
+    for (const std::string& name : names) {
+        const auto number = static_cast<int>(expected.peaks.size() + 1);
+        feature->classify(name, number);
+        feature->report(name, {number, 0, 0});
+        expected.classifications.push_back({name, number, 0});
+        expected.peaks.push_back({name, number, 0, 0});
+        EXPECT_EQ(feature->type(name), number);
+    }
+    EXPECT_EQ(print(stored()), print(expected));
+    for (const std::string& name : names) {
+        feature->remove(name);
+    }
+    EXPECT_EQ(print(stored()), "");
+}
+
+TEST_F(FeatureTest, RefusesNamesThatNoQueryFindsWithoutAWord) {
+    start(knownWithPeaks);
+    for (const std::string& name : {""s, "\0"s, "a\0"s, "\0a"s, "a\0'a"s}) {
+        EXPECT_EQ(feature->classify(name, 9), 0);
+        EXPECT_EQ(feature->remove(name), 0);
+        EXPECT_EQ(feature->weigh(name, 9), 0);
+        EXPECT_EQ(feature->report(name, {9, 9, 9}), 0);
+        EXPECT_EQ(feature->addPeaks(name, {9, 9, 9}), 0);
+        EXPECT_EQ(feature->type(name), 0);
+    }
+    EXPECT_EQ(print(stored()), print(knownWithPeaks));
 }
 
 TEST_F(FeatureTest, RunsExactlyTheseStatements) {
