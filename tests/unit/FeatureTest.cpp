@@ -179,13 +179,17 @@ TEST_F(FeatureTest, HostSetsByTriggersAndReportsAndReadsByQueries) {
 
 TEST_F(FeatureTest, VerdictIsComputedWith32Bits) {
     const struct {
+        const char* name;
         int peak0, peak1, peak2, verdict;
     } rows[] = {
-        {0, 1899, 0, 0},     {0, 1900, 0, 1},    {475, 0, 475, 1}, {0, INT_MIN, 0, 1}, // the difference wraps
-        {INT_MIN, -1, 0, 0}, {1 << 30, 0, 0, 1},                                       // the sum wraps
+        {"one below the threshold", 0, 1899, 0, 0},
+        {"the threshold", 0, 1900, 0, 1},
+        {"the first and the third count twice", 475, 0, 475, 1},
+        {"the sum wraps, and then the difference", 1 << 30, 0, 0, 1},
+        {"only the sum wraps", INT_MIN, -1, 0, 0},
     };
-    for (const auto& [peak0, peak1, peak2, verdict] : rows) {
-        EXPECT_EQ(feature->calculateWeight(peak0, peak1, peak2), verdict) << peak0 << " " << peak1 << " " << peak2;
+    for (const auto& [name, peak0, peak1, peak2, verdict] : rows) {
+        EXPECT_EQ(feature->calculateWeight(peak0, peak1, peak2), verdict) << name;
     }
 }
 
@@ -248,30 +252,32 @@ TEST_F(FeatureTest, RefusesNamesThatNoQueryFindsWithoutAWord) {
 }
 
 TEST_F(FeatureTest, RunsExactlyTheseStatements) {
-    const StatementTrace trace;
-    const std::string journal = "PRAGMA journal_mode=WAL", begin = "BEGIN IMMEDIATE TRANSACTION;";
-    const std::string commit = "COMMIT TRANSACTION;", selection = " WHERE (appName) = ('a') ";
     const std::string columns = "(intcol1 INTEGER, appName TEXT NOT null, rsvdName TEXT, blob BLOB)";
-    const std::string values = "(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)";
+    const std::string fields = "(intcol1, appName, rsvdName, blob)";
+    const std::string journal = "PRAGMA journal_mode=WAL";
+    const std::string begin = "BEGIN IMMEDIATE TRANSACTION;", commit = "COMMIT TRANSACTION;";
+    const std::string selectTessary = "SELECT *, rowid FROM Tessary WHERE (appName) = ('a') ";
+    const std::string selectHeavyGame = "SELECT *, rowid FROM HeavyGame WHERE (appName) = ('a') ";
+    const std::string insertTessary = "INSERT INTO Tessary" + fields + " VALUES (?,?,?,?)";
+    const std::string insertHeavyGame = "INSERT INTO HeavyGame" + fields + " VALUES (?,?,?,?)";
+    const std::string updateTessary = "UPDATE Tessary SET " + fields + " = (?,?,?,?) WHERE (rowid) = (?)";
+    const std::string deleteTessary = "DELETE FROM Tessary WHERE (rowid) = (?)";
+    const std::string deleteHeavyGame = "DELETE FROM HeavyGame WHERE (rowid) = (?)";
+
+    const StatementTrace trace;
     feature = std::make_unique<FeatureProbe>("Tessary");
-    EXPECT_EQ(trace.take(), (Lines{journal, "CREATE TABLE IF NOT EXISTS Tessary" + columns, //
-                                   journal, "CREATE TABLE IF NOT EXISTS HeavyGame" + columns}));
+    EXPECT_EQ(trace.take(), (Lines{journal, "CREATE TABLE IF NOT EXISTS Tessary" + columns, journal,
+                                   "CREATE TABLE IF NOT EXISTS HeavyGame" + columns}));
     feature->classify("a", 17);
-    EXPECT_EQ(trace.take(), (Lines{"SELECT *, rowid FROM Tessary" + selection, //
-                                   begin, "INSERT INTO Tessary" + values, commit, begin, commit}))
+    EXPECT_EQ(trace.take(), (Lines{selectTessary, begin, insertTessary, commit, begin, commit}))
         << "a new application ends in an empty delete";
     feature->report("a", {1000, 0, 0});
-    EXPECT_EQ(
-        trace.take(),
-        (Lines{"SELECT *, rowid FROM Tessary" + selection, "SELECT *, rowid FROM HeavyGame" + selection, //
-               begin, "INSERT INTO HeavyGame" + values, commit,                                          //
-               begin, "UPDATE Tessary SET (intcol1, appName, rsvdName, blob) = (?,?,?,?) WHERE (rowid) = (?)", commit}))
+    EXPECT_EQ(trace.take(),
+              (Lines{selectTessary, selectHeavyGame, begin, insertHeavyGame, commit, begin, updateTessary, commit}))
         << "the peaks first: the next report sets the weight";
     feature->remove("a");
-    EXPECT_EQ(trace.take(), (Lines{"SELECT *, rowid FROM Tessary" + selection, //
-                                   begin, "DELETE FROM Tessary WHERE (rowid) = (?)", commit,
-                                   "SELECT *, rowid FROM HeavyGame" + selection, //
-                                   begin, "DELETE FROM HeavyGame WHERE (rowid) = (?)", commit}))
+    EXPECT_EQ(trace.take(),
+              (Lines{selectTessary, begin, deleteTessary, commit, selectHeavyGame, begin, deleteHeavyGame, commit}))
         << "the peaks last: no query answers from them";
 }
 
