@@ -47,7 +47,7 @@ void makeForeign(Input& input, const std::filesystem::path& file, const std::str
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const Device device;
     const auto file = device.file("Tessary.db");
-    const std::string query = "SELECT rowid, * FROM Tessary WHERE appName = 'org.other' ORDER BY rowid";
+    const std::string others = "appName = 'org.other'";
     Input input{data, data + size};
     const bool isGarbage = input.number(4) == 3;
     if (isGarbage) {
@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         makeForeign(input, device.file("TessaryHeavyGame.db"), "HeavyGame");
     }
     const std::string name = input.number(2) == 0 ? "com.target" : std::string(input.next, input.end);
-    const Lines before = isGarbage ? Lines{} : Sql(file).run(query);
+    const Lines before = isGarbage ? Lines{} : Sql(file).table("Tessary", others);
     {
         FeatureProbe feature("Tessary");
         feature.type(name);
@@ -66,7 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         feature.report(name, {400, 500, 300});
         size % 2 == 0 ? feature.remove(name) : feature.classify(name, 18);
     }
-    if (!isGarbage && name != "org.other" && Sql(file).run(query) != before) {
+    if (!isGarbage && name != "org.other" && Sql(file).table("Tessary", others) != before) {
         std::abort();
     }
     return 0;

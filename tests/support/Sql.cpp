@@ -24,22 +24,6 @@ int installTrace(sqlite3* db, char** /*message*/, const sqlite3_api_routines* /*
 
 void (*traceEntry())() { return reinterpret_cast<void (*)()>(installTrace); }
 
-std::string printed(sqlite3_stmt* statement, int column) {
-    const int type = sqlite3_column_type(statement, column);
-    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement, column));
-    const std::string value(bytes == nullptr ? "" : bytes,
-                            static_cast<unsigned>(sqlite3_column_bytes(statement, column)));
-    if (type != SQLITE_BLOB) {
-        return type == SQLITE_NULL ? "NULL" : type == SQLITE_TEXT ? "'" + value + "'" : value;
-    }
-    std::string digits = "X'";
-    for (const char byte : value) {
-        digits += "0123456789ABCDEF"[static_cast<unsigned char>(byte) >> 4];
-        digits += "0123456789ABCDEF"[byte & 15];
-    }
-    return digits + "'";
-}
-
 } // namespace
 
 Sql::Sql(const std::filesystem::path& file) {
@@ -48,21 +32,24 @@ Sql::Sql(const std::filesystem::path& file) {
 }
 
 Lines Sql::run(const std::string& statements) {
-    Lines rows;
+    Lines answers;
     for (const char* rest = statements.c_str(); *rest != '\0';) {
         sqlite3_stmt* statement = nullptr;
         const int compiled = sqlite3_prepare_v2(db, rest, -1, &statement, &rest);
         while (compiled == SQLITE_OK && sqlite3_step(statement) == SQLITE_ROW) {
-            std::string& row = rows.emplace_back();
-            for (int column = 0; column < sqlite3_column_count(statement); ++column) {
-                row += (column == 0 ? "" : ",") + printed(statement, column);
-            }
+            answers.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
         }
         if (compiled != SQLITE_OK || sqlite3_finalize(statement) != SQLITE_OK) {
             throw std::runtime_error(sqlite3_errmsg(db));
         }
     }
-    return rows;
+    return answers;
+}
+
+Lines Sql::table(const std::string& name, const std::string& condition) {
+    return run("SELECT rowid || ',' || quote(intcol1) || ',' || quote(appName) || ',' || quote(rsvdName) || ',' || "
+               "quote(blob) FROM " +
+               name + " WHERE " + condition + " ORDER BY rowid");
 }
 
 StatementTrace::StatementTrace() {

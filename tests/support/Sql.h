@@ -15,12 +15,12 @@ public:
     ~Sql() { sqlite3_close(db); }
     Sql(const Sql&) = delete;
 
-    /// Runs statements and returns the rows they answer, columns joined by commas: 5, 'text as it is', X'0AFF', NULL.
-    /// Throws std::runtime_error with SQLite's message.
+    /// Runs statements and returns the first column of what they answer. Throws std::runtime_error with SQLite's
+    /// message.
     Lines run(const std::string& statements);
 
-    /// The whole table, with the row ids before the columns.
-    Lines table(const std::string& name) { return run("SELECT rowid, * FROM " + name + " ORDER BY rowid"); }
+    /// The rows of a table, as SQL writes them: rowid, intcol1, appName, rsvdName and blob.
+    Lines table(const std::string& name, const std::string& condition = "1");
 
 private:
     sqlite3* db = nullptr;

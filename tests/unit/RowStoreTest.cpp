@@ -34,16 +34,6 @@ VelDBDataRowKey keyOf(const std::string& appName = "", const std::string& rsvdNa
     return key;
 }
 
-Lines printed(const std::vector<Row>& rows) {
-    Lines lines;
-    for (const Row& row : rows) {
-        lines.push_back("row " + std::to_string(row.rowid) + ": " + std::to_string(row.intcol1) + ", name '" +
-                        row.appName + "', '" + row.rsvdName + "', type " + std::to_string(row.payload.appType) +
-                        ", weight " + std::to_string(row.payload.appWeight));
-    }
-    return lines;
-}
-
 /// What an operation logs for failures: `info` holds SQLite's messages or codes.
 Lines logOf(const std::string& operation, const Lines& info, const std::string& prefix = "sql:ERROR") {
     Lines lines;
@@ -72,6 +62,13 @@ protected:
     int remove(const std::vector<Row>& fields) {
         auto rows = lend(fields);
         return store->deleteDeallocateDR<TessaryDatabase>(rows);
+    }
+    /// Reads all rows and writes them as new ones.
+    void writeCopies() {
+        for (Row row : rowsOf(*store)) {
+            row.rowid = 0;
+            write({row});
+        }
     }
     Lines namesRead() {
         Lines names;
@@ -121,23 +118,20 @@ TEST_F(RowStore, ReadsWithExactlyThisText) {
 }
 
 TEST_F(RowStore, StoresEveryFieldAndReadsItBack) {
-    const std::string bytes = "\0'\xFF\xFE\"\n"s;
-    Row full = newRow(bytes), empty = newRow("b");
+    Row full = newRow("'\xFF\xFE\"\n", {INT_MAX, -2});
     full.intcol1 = INT_MIN;
-    full.rsvdName = bytes;
-    full.payload = {1, -2};
-    empty.payload = {INT_MAX, INT_MIN};
-    EXPECT_EQ(write({full, empty}), 2);
-    EXPECT_EQ(stored(), (Lines{"1,-2147483648,'" + bytes + "','" + bytes + "',X'01000000FEFFFFFF'",
-                               "2,NULL,'b',NULL,X'FFFFFF7F00000080'"}))
-        << "the second row inherits nothing of the first";
-    EXPECT_EQ(printed(rowsOf(*store)),
-              (Lines{"row 1: -2147483648, name '" + bytes + "', '" + bytes + "', type 1, weight -2",
-                     "row 2: 2147483647, name 'b', '', type 2147483647, weight -2147483648"}));
-    write({storedRow(1, "d"), storedRow(99, "not there")});
-    EXPECT_EQ(stored()[0], "1,NULL,'d',NULL,X'0000000000000000'") << "an update rewrites every column";
-    EXPECT_EQ(remove({storedRow(99), storedRow(2), newRow("never stored")}), 3);
-    EXPECT_EQ(namesRead(), Lines{"d"});
+    full.rsvdName = "r";
+    EXPECT_EQ(write({full, newRow("b")}), 2);
+    const std::string fullColumns = "-2147483648,'''\xFF\xFE\"\n','r',X'FFFFFF7FFEFFFFFF'";
+    const std::string emptyColumns = "NULL,'b',NULL,X'0000000000000000'"; // nothing from the row before
+    EXPECT_EQ(stored(), (Lines{"1," + fullColumns, "2," + emptyColumns}));
+    writeCopies();
+    EXPECT_EQ(stored(), (Lines{"1," + fullColumns, "2," + emptyColumns, "3," + fullColumns, "4," + emptyColumns}));
+    write({storedRow(1, "d\0e"s), storedRow(99, "not there")});
+    EXPECT_EQ(stored().at(0), "1,NULL,'d',NULL,X'0000000000000000'") << "an update rewrites every column";
+    EXPECT_EQ(namesRead().at(0), "d\0e"s) << "SQL shows it up to the NUL";
+    EXPECT_EQ(remove({storedRow(99), storedRow(2), storedRow(4), newRow("never stored")}), 4);
+    EXPECT_EQ(namesRead(), (Lines{"d\0e"s, full.appName}));
 }
 
 TEST_F(RowStore, LendsAndCountsRowsAndWritesThemInOrder) {
@@ -188,10 +182,11 @@ TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
     sql("DROP TABLE T; CREATE TABLE T(intcol1, appName, rsvdName, blob, extra);"
         "INSERT INTO T VALUES (NULL, NULL, NULL, NULL, 3), ('12', 7, X'C3', X'01020304FF', 4),"
         "                     (1, 'a', '', X'010000000200000099', 1)");
-    EXPECT_EQ(printed(rowsOf(*store)), (Lines{"row 1: 2147483647, name '', '', type 0, weight 0",
-                                              "row 2: 12, name '7', '\xC3', type 67305985, weight 255",
-                                              "row 3: 1, name 'a', '', type 1, weight 2"}))
-        << "NULL is no value, values are converted, a short blob is padded and a long one cut";
+    EXPECT_EQ(rowsOf(*store).at(0).rowid, 1);
+    writeCopies();
+    EXPECT_EQ(stored().at(3), "4,NULL,NULL,NULL,X'0000000000000000'") << "NULL is no value";
+    EXPECT_EQ(stored().at(4), "5,12,'7','\xC3',X'01020304FF000000'") << "converted, and a short blob padded";
+    EXPECT_EQ(stored().at(5), "6,1,'a',NULL,X'0100000002000000'") << "a long blob is cut";
 }
 
 TEST_F(RowStore, OpensInMemoryAndRefusesGarbage) {
