@@ -25,9 +25,10 @@ class VelDBDataTable {
 public:
     using rowT = VelDBDataRow<T>;
     using vecT = std::vector<rowT*>;
+    using nameT = const std::string&;
 
     /// Copies `name`, which must be a plain SQL identifier. Throws std::bad_alloc.
-    explicit VelDBDataTable(const std::string& name) : tableName(name) {}
+    explicit VelDBDataTable(nameT name) : tableName(name) {}
 
     /// Frees the rows that are still queued and logs how many were lost. No other thread may still use the table.
     ~VelDBDataTable();

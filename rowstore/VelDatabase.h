@@ -15,10 +15,6 @@
 #include "rowstore/VelDBTransaction.h"
 #include "rowstore/VelDBTypes.h"
 
-/// A table's name, one for each payload type.
-template <typename Payload>
-using VelDBTableName = const std::string&;
-
 /// Keeps records of fixed-size payload types in an SQLite database, one table for each payload type.
 ///
 /// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed; reads
@@ -35,8 +31,9 @@ using VelDBTableName = const std::string&;
 template <typename... Payloads>
 class VelDatabase : public VelDBDataTable<Payloads>... {
 public:
-    /// Opens nothing. An empty `fileName` means an in-memory database. `param` is kept and not used.
-    VelDatabase(unsigned long param, std::string fileName, VelDBTableName<Payloads>... tableNames)
+    /// Opens nothing. Takes one table name for each payload type, in the same order. An empty `fileName` means an
+    /// in-memory database. `param` is kept and not used.
+    VelDatabase(unsigned long param, std::string fileName, typename VelDBDataTable<Payloads>::nameT... tableNames)
         : VelDBDataTable<Payloads>(tableNames)..., dbParam(param), dbFileName(std::move(fileName)) {}
 
     /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed and
