@@ -14,13 +14,13 @@
 #include "workstation/velhost/DeviceVfs.h"
 
 // Measures each job in the directory for temporary files: time, and as counters what a run costs in heap allocations,
-// syncs and bytes. Under callgrind, started with --collect-atstart=no, it also leaves one profile a job.
+// syncs and bytes. Under callgrind, started with --collect-atstart=no, it also leaves one profile per job.
 
 namespace {
 
 struct Workplace {
     explicit Workplace(const bench::JobKind& kind) : device(directory.path()), job(kind.start(directory.path())) {
-        // The first runs also pay for what later ones find done.
+        // The first runs also pay for what later ones find cached.
         for (int warmUp = 0; warmUp < 2; ++warmUp) {
             job.prepare();
             job.run();

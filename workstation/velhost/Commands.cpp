@@ -18,7 +18,7 @@ namespace velhost {
 
 namespace {
 
-/// Sets the property that "KEY=VALUE" says; the value may hold further equals signs.
+/// Sets the property of a "KEY=VALUE"; the value may hold further equals signs.
 void setProperty(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
@@ -29,13 +29,13 @@ void setProperty(const std::string& assignment) {
     }
 }
 
-/// A line on standard error that says how far a long replay has come, four times a second at most.
+/// Shows on standard error how far a long replay has come, at most four times a second.
 class Progress {
 public:
     Progress() = default;
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    /// What comes next, a table or a message, begins on a clean line.
+    /// Clears the line for the table or message that follows.
     ~Progress() { std::fputs(shown ? "\033[K" : "", stderr); }
 
     void update(std::size_t done, std::size_t total) {

@@ -19,7 +19,7 @@ struct DumpOptions {
     Format format = Format::text;
 };
 
-/// What `replay` is asked to do: the files are those that it plays into.
+/// What `replay` is asked to do. The database files are those that it plays into.
 struct ReplayOptions : DumpOptions {
     std::string script = "-";            ///< "-" is standard input
     std::filesystem::path plugin;        ///< the library to load

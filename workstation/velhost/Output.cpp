@@ -15,7 +15,6 @@
 namespace velhost {
 
 void put(std::string_view text, bool isLast) {
-    // A full disk may show only when the buffer is written.
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || (isLast && std::fflush(stdout) != 0)) {
         throw Error(Exit::failed, std::string("the output could not be written: ") + std::strerror(errno));
     }

@@ -94,7 +94,7 @@ Json jsonOf(const Classification& row) {
     return object;
 }
 
-/// One object a line: large outputs stay fit for line tools.
+/// One object per line, so that grep and its like can handle large outputs.
 void putItem(const char* before, const Json& value) {
     // ASCII alone: valid whatever the name, and nothing that a terminal would act on.
     put(before + ("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace)));

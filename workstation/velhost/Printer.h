@@ -22,8 +22,8 @@ class Printer {
 public:
     explicit Printer(Format outputFormat) : format(outputFormat) {}
 
-    /// Prints the `value` that `query`, in this line of the script, got. Only before `printTable`. Throws Error when
-    /// the output fails.
+    /// Prints `value`, the answer to the `query` in this line of the script. Only before `printTable`. Throws Error
+    /// when the output fails.
     void printAnswer(const QueryCall& query, std::size_t line, std::int32_t value);
 
     /// Prints all rows and completes the output. Throws Error when the output fails.

@@ -13,7 +13,7 @@ namespace velhost {
 /// Whether `bytes` are valid UTF-8.
 bool isUtf8(std::string_view bytes);
 
-/// Returns two digits a byte.
+/// Returns two digits per byte.
 std::string hexadecimal(std::string_view bytes);
 
 /// Returns `bytes` with control characters, invisible or direction-changing characters, whatever is not UTF-8, and the
