@@ -22,10 +22,10 @@ namespace {
 void setProperty(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
-        throw Error(Exit::refused, "--prop: " + named(assignment) + " is not KEY=VALUE");
+        throw Error(Exit::refused, "--prop: " + inQuotes(assignment) + " is not KEY=VALUE");
     }
     if (property_set(assignment.substr(0, equals).c_str(), assignment.c_str() + equals + 1) != 0) {
-        throw Error(Exit::refused, "--prop: the value in " + named(assignment) + " is too long");
+        throw Error(Exit::refused, "--prop: the value in " + inQuotes(assignment) + " is too long");
     }
 }
 
@@ -77,7 +77,7 @@ void play(Script& script, Feature& feature, Printer& printer, bool trace) {
     for (Script::Line& line : script.lines()) {
         const std::string place = script.position(line.number);
         if (trace) {
-            say(place + ": " + line.text);
+            writeMessage(place + ": " + line.text);
         }
         // After an exception the changes of the earlier lines stay on disk.
         try {
@@ -98,7 +98,7 @@ Exit show(const DatabaseFiles& files, Printer& printer) {
     const Contents contents = readContents(files);
     printer.printTable(contents.applications);
     for (const std::string& note : contents.notes) {
-        say("velhost: note: " + note);
+        writeMessage("velhost: note: " + note);
     }
     if (!contents.failure.empty()) {
         throw Error(Exit::failed, contents.failure);

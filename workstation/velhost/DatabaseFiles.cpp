@@ -16,7 +16,7 @@ namespace velhost {
 DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     : classifier(directory / (name + ".db")), heavyGame(directory / (name + "HeavyGame.db")) {
     if (name.find('/') != std::string::npos) {
-        throw Error(Exit::refused, "the name " + named(name) + " must not hold a '/'");
+        throw Error(Exit::refused, "the name " + inQuotes(name) + " must not hold a '/'");
     }
     // SQLite would only say that it cannot open the file. A file name has at most 255 bytes, "-journal" included.
     const std::string longest = fs::absolute(heavyGame).native();

@@ -10,10 +10,10 @@ namespace velhost {
 
 /// Writes `text` as it is to standard output. A full disk may show only when the buffer is written: pass `isLast` with
 /// the last text. Throws Error when writing fails.
-void put(std::string_view text, bool isLast = false);
+void writeOutput(std::string_view text, bool isLast = false);
 
 /// Writes one line to standard error, escaped.
-void say(std::string_view text);
+void writeMessage(std::string_view text);
 
 /// Returns the width of the terminal on standard output, or 0 when there is none. COLUMNS overrides it.
 std::size_t terminalWidth();

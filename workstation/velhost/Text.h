@@ -32,7 +32,7 @@ std::size_t columnsOf(std::string_view text);
 std::string shortened(std::string_view text, std::size_t columns);
 
 /// Returns a word for an error message: escaped, shortened and between single quotes.
-std::string named(std::string_view word);
+std::string inQuotes(std::string_view word);
 
 } // namespace velhost
 
