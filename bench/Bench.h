@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// What the process has done since it began, SQLite's work included; the difference is what a call costs.
+/// What the process has done since it began, SQLite's work included. The difference of two is what a call costs.
 struct Counters {
     std::uint64_t heap;  ///< calls of `operator new`; SQLite's own memory does not come from there
     std::uint64_t syncs; ///< calls of fdatasync
@@ -18,9 +18,9 @@ struct Counters {
 
 Counters counters();
 
-/// One thing to measure, with all that it needs. Both steps throw when something is not as it should be.
+/// One thing to measure, with all that it needs. Both steps throw when a result is wrong.
 struct Job {
-    std::function<void()> prepare; ///< not measured: undoes the last run and makes ready what the next one takes
+    std::function<void()> prepare; ///< not measured: undoes the last run and prepares the next one
     std::function<void()> run;     ///< measured: only what the job is about
 };
 

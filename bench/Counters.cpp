@@ -17,7 +17,7 @@ bench::Counters counted{};
 
 bench::Counters bench::counters() { return counted; }
 
-// Calls the kernel directly: the C library's function of the same name is this one.
+// Each calls the kernel directly: the C library's name leads here.
 // NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library's own names are reserved
 BENCH_INTERPOSED int fdatasync(int file) {
     ++counted.syncs;

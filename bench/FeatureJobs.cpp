@@ -20,8 +20,8 @@ constexpr std::uint32_t addOperation = 3U << 24U;
 
 constexpr const char* addedName = "com.example.added00000";
 
-/// The feature as its host has it, made by the registered factory, and the arguments of the next call.
-struct Place {
+/// A host: its feature, made by the registered factory, and the arguments of the next call.
+struct Host {
     fs::path directory;
     std::string known; ///< an application that is stored
     std::unique_ptr<Feature> feature;
@@ -31,100 +31,100 @@ struct Place {
 
 // What is measured. Names that the feature takes by value are moved in: a copy would count as its allocation.
 
-void query(Place& place) {
+void query(Host& host) {
     featureData answer;
-    place.feature->getData(place.name, answer, 0);
+    host.feature->getData(host.name, answer, 0);
     if (answer.value == 0) {
         throw std::runtime_error("the feature does not know a stored application");
     }
 }
 
-void classify(Place& place) {
-    const std::uint32_t argument = addOperation | static_cast<std::uint32_t>(place.value);
-    place.feature->runAsync({classificationTrigger, argument, std::move(place.name), 0});
+void classify(Host& host) {
+    const std::uint32_t argument = addOperation | static_cast<std::uint32_t>(host.value);
+    host.feature->runAsync({classificationTrigger, argument, std::move(host.name), 0});
 }
 
-void weigh(Place& place) { place.feature->runAsync({weightTrigger, 0, std::move(place.name), place.value}); }
-void remove(Place& place) { place.feature->runAsync({classificationTrigger, 0, std::move(place.name), 0}); }
-void report(Place& place) { place.feature->setData(place.name, {place.value, place.value, place.value}); }
-void reportNothingNew(Place& place) { place.feature->setData(place.name, {1, 1, 1}); }
+void weigh(Host& host) { host.feature->runAsync({weightTrigger, 0, std::move(host.name), host.value}); }
+void remove(Host& host) { host.feature->runAsync({classificationTrigger, 0, std::move(host.name), 0}); }
+void report(Host& host) { host.feature->setData(host.name, {host.value, host.value, host.value}); }
+void reportNothingNew(Host& host) { host.feature->setData(host.name, {1, 1, 1}); }
 
-void start(Place& place) {
+void start(Host& host) {
     FeatureInfo description;
     description.name = "Bench";
-    place.feature.reset(RegistryBase<Feature, FeatureInfo>::getMap()->at("Tessary")(std::move(description)));
+    host.feature.reset(RegistryBase<Feature, FeatureInfo>::getMap()->at("Tessary")(std::move(description)));
 }
 
-void end(Place& place) { place.feature.reset(); }
+void end(Host& host) { host.feature.reset(); }
 
 // What comes before and is not measured.
 
-void takeKnown(Place& place) { place.name = place.known; }
+void prepareKnown(Host& host) { host.name = host.known; }
 
-void takeNew(Place& place) {
-    place.feature->runAsync({classificationTrigger, 0, addedName, 0});
-    place.name = addedName;
+void prepareUnknown(Host& host) {
+    host.feature->runAsync({classificationTrigger, 0, addedName, 0});
+    host.name = addedName;
 }
 
-void takeMeasured(Place& place) {
-    place.name = addedName;
-    classify(place);
-    place.name = addedName;
-    report(place);
+void prepareMeasured(Host& host) {
+    host.name = addedName;
+    classify(host);
+    host.name = addedName;
+    report(host);
 }
 
 /// A weight that is not the verdict's: a report then changes both tables.
-void takeWeighed(Place& place) {
-    place.feature->runAsync({weightTrigger, 0, place.known, 2});
-    takeKnown(place);
+void prepareWeighed(Host& host) {
+    host.feature->runAsync({weightTrigger, 0, host.known, 2});
+    prepareKnown(host);
 }
 
-void removeFiles(Place& place) {
-    end(place);
-    fs::remove_all(place.directory);
-    fs::create_directory(place.directory);
+void removeFiles(Host& host) {
+    end(host);
+    fs::remove_all(host.directory);
+    fs::create_directory(host.directory);
 }
 
-void restart(Place& place) {
-    end(place);
-    start(place);
+void restart(Host& host) {
+    end(host);
+    start(host);
 }
 
-void restartAndReport(Place& place) {
-    restart(place);
+void restartAndReport(Host& host) {
+    restart(host);
     for (int number = 0; number < 20; ++number) {
-        ++place.value;
-        takeWeighed(place);
-        report(place);
+        ++host.value;
+        prepareWeighed(host);
+        report(host);
     }
 }
 
 /// Leaves the files as they are when the process is killed.
-void reportAndKill(Place& place) {
-    restartAndReport(place);
+void reportAndKill(Host& host) {
+    restartAndReport(host);
     const velhost::TemporaryDirectory copy;
-    fs::copy(place.directory, copy.path(), fs::copy_options::recursive);
-    end(place);
-    fs::copy(copy.path(), place.directory, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    fs::copy(host.directory, copy.path(), fs::copy_options::recursive);
+    end(host);
+    fs::copy(copy.path(), host.directory, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
 }
 
 struct FeatureJobKind {
     const char* name;
-    void (*prepare)(Place&);
-    void (*run)(Place&);
+    void (*prepare)(Host&);
+    void (*run)(Host&);
 };
 
 constexpr FeatureJobKind calls[] = {
-    {"getData", takeKnown, query},
-    {"classify, new", takeNew, classify},
-    {"classify, known", takeKnown, classify},
-    {"weight", takeKnown, weigh},
-    {"setData", takeWeighed, report},
-    {"setData, nothing new", takeKnown, reportNothingNew},
-    {"remove", takeMeasured, remove},
+    {"getData", prepareKnown, query},
+    {"classify, new", prepareUnknown, classify},
+    {"classify, known", prepareKnown, classify},
+    {"weight", prepareKnown, weigh},
+    {"setData", prepareWeighed, report},
+    {"setData, nothing new", prepareKnown, reportNothingNew},
+    {"remove", prepareMeasured, remove},
 };
 
-constexpr FeatureJobKind lives[] = {
+constexpr FeatureJobKind startsAndEnds[] = {
     {"first start", removeFiles, start},          {"start", end, start},
     {"start after a kill", reportAndKill, start}, {"end", restart, end},
     {"end after reports", restartAndReport, end},
@@ -135,15 +135,15 @@ JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
             [&kind, stored](const fs::path& directory) {
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
-                auto place = std::make_shared<Place>();
-                place->directory = directory;
-                place->known = applicationName(stored / 2);
-                start(*place);
-                return Job{[&kind, place] {
-                               ++place->value;
-                               kind.prepare(*place);
+                auto host = std::make_shared<Host>();
+                host->directory = directory;
+                host->known = applicationName(stored / 2);
+                start(*host);
+                return Job{[&kind, host] {
+                               ++host->value;
+                               kind.prepare(*host);
                            },
-                           [&kind, place] { kind.run(*place); }};
+                           [&kind, host] { kind.run(*host); }};
             }};
 }
 
@@ -156,7 +156,7 @@ std::vector<JobKind> featureJobs() {
             jobs.push_back(jobKind(kind, stored, roundsFor(stored)));
         }
     }
-    for (const FeatureJobKind& kind : lives) {
+    for (const FeatureJobKind& kind : startsAndEnds) {
         jobs.push_back(jobKind(kind, 200, 200));
     }
     return jobs;

@@ -14,13 +14,13 @@
 #include "workstation/velhost/DeviceVfs.h"
 
 // Measures each job in the directory for temporary files: time, and as counters what a run costs in heap allocations,
-// syncs and bytes. Under callgrind, started with --collect-atstart=no, it also leaves one profile a job.
+// syncs and bytes. Under callgrind, started with --collect-atstart=no, it also leaves one profile per job.
 
 namespace {
 
-struct Workplace {
-    explicit Workplace(const bench::JobKind& kind) : device(directory.path()), job(kind.start(directory.path())) {
-        // The first runs also pay for what later ones find done.
+struct RunningJob {
+    explicit RunningJob(const bench::JobKind& kind) : device(directory.path()), job(kind.start(directory.path())) {
+        // The first runs also pay for what later ones find cached.
         for (int warmUp = 0; warmUp < 2; ++warmUp) {
             job.prepare();
             job.run();
@@ -33,7 +33,7 @@ struct Workplace {
 };
 
 /// A heap as in a process that has been running for a while: blocks of many sizes, some of them free again.
-std::vector<std::unique_ptr<char[]>> useHeap(unsigned seed) {
+std::vector<std::unique_ptr<char[]>> makeUsedHeap(unsigned seed) {
     std::mt19937 random(seed);
     std::vector<std::unique_ptr<char[]>> blocks(400);
     for (auto& block : blocks) {
@@ -77,17 +77,17 @@ bench::Counters runOnce(benchmark::State& state, const bench::Job& job) {
 void measure(benchmark::State& state, const bench::JobKind& kind) {
     std::vector<bench::Counters> costs;
     std::vector<std::unique_ptr<char[]>> heap;
-    std::optional<Workplace> place;
+    std::optional<RunningJob> running;
     for (auto unused : state) {
         static_cast<void>(unused);
         // The state of the heap changes a call's instructions by some percent. Where these are counted, each run
         // therefore has another heap.
-        if (!place || RUNNING_ON_VALGRIND != 0) {
-            place.reset();
-            heap = useHeap(static_cast<unsigned>(costs.size()));
-            place.emplace(kind);
+        if (!running || RUNNING_ON_VALGRIND != 0) {
+            running.reset();
+            heap = makeUsedHeap(static_cast<unsigned>(costs.size()));
+            running.emplace(kind);
         }
-        costs.push_back(runOnce(state, place->job));
+        costs.push_back(runOnce(state, running->job));
     }
     addCounters(state, "heap", costs, &bench::Counters::heap);
     addCounters(state, "syncs", costs, &bench::Counters::syncs);

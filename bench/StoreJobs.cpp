@@ -37,10 +37,10 @@ constexpr const char* addedName = "com.example.added00000";
 
 /// What a job works on: a layer, and the rows between the two steps.
 template <typename Layer>
-struct Place {
+struct StoreFixture {
     Layer layer;
-    unsigned amount = 1; ///< the rows of one run
-    std::string known;   ///< the name of a stored row
+    unsigned rowsPerRun = 1;
+    std::string known; ///< the name of a stored row
     Rows rows;
 
     /// A read that finds nothing would be the fastest of all.
@@ -52,8 +52,8 @@ struct Place {
     }
 
     void insert() {
-        while (rows.size() < amount) {
-            const std::size_t some = std::min<std::size_t>(amount - rows.size(), VELDB_MAX_GET_ROWS);
+        while (rows.size() < rowsPerRun) {
+            const std::size_t some = std::min<std::size_t>(rowsPerRun - rows.size(), VELDB_MAX_GET_ROWS);
             const Rows more = layer.newRows(static_cast<unsigned>(some));
             rows.insert(rows.end(), more.begin(), more.end());
         }
@@ -68,7 +68,7 @@ struct Place {
         layer.release(rows);
     }
     void readAll() {
-        read("", amount);
+        read("", rowsPerRun);
         layer.release(rows);
     }
     void write() { layer.write(rows); }
@@ -92,36 +92,36 @@ struct Place {
 
 template <typename Layer>
 std::vector<JobKind> jobsOf(const std::string& layerName) {
-    using P = Place<Layer>;
+    using Fixture = StoreFixture<Layer>;
     // Changes of one row work on tables so small that a commit changes one page.
     const struct {
         const char* name;
         unsigned stored;
-        unsigned amount;
-        void (P::*prepare)();
-        void (P::*run)();
+        unsigned rowsPerRun;
+        void (Fixture::*prepare)();
+        void (Fixture::*run)();
     } kinds[] = {
-        {"lookup/10", 10, 1, &P::prepareNothing, &P::lookUp},
-        {"lookup/200", 200, 1, &P::prepareNothing, &P::lookUp},
-        {"lookup/1000", 1000, 1, &P::prepareNothing, &P::lookUp},
-        {"lookup/10000", 10000, 1, &P::prepareNothing, &P::lookUp},
-        {"read all/10000", 10000, 10000, &P::prepareNothing, &P::readAll},
-        {"insert/1", 10, 1, &P::prepareInsert, &P::insert},
-        {"update/1", 10, 1, &P::prepareUpdate, &P::write},
-        {"delete/1", 10, 1, &P::prepareDelete, &P::remove},
-        {"insert/100", 10, 100, &P::prepareInsert, &P::insert},
-        {"insert/10000", 10, 10000, &P::prepareInsert, &P::insert},
+        {"lookup/10", 10, 1, &Fixture::prepareNothing, &Fixture::lookUp},
+        {"lookup/200", 200, 1, &Fixture::prepareNothing, &Fixture::lookUp},
+        {"lookup/1000", 1000, 1, &Fixture::prepareNothing, &Fixture::lookUp},
+        {"lookup/10000", 10000, 1, &Fixture::prepareNothing, &Fixture::lookUp},
+        {"read all/10000", 10000, 10000, &Fixture::prepareNothing, &Fixture::readAll},
+        {"insert/1", 10, 1, &Fixture::prepareInsert, &Fixture::insert},
+        {"update/1", 10, 1, &Fixture::prepareUpdate, &Fixture::write},
+        {"delete/1", 10, 1, &Fixture::prepareDelete, &Fixture::remove},
+        {"insert/100", 10, 100, &Fixture::prepareInsert, &Fixture::insert},
+        {"insert/10000", 10, 10000, &Fixture::prepareInsert, &Fixture::insert},
     };
     std::vector<JobKind> jobs;
     for (const auto& kind : kinds) {
         const auto start = [kind](const std::filesystem::path&) {
             storeApplications("bench.db", "Tessary", "1100000000000000", kind.stored);
-            auto place =
-                std::shared_ptr<P>(new P{Layer("bench.db"), kind.amount, applicationName(kind.stored / 2), {}});
-            return Job{[kind, place] { (*place.*kind.prepare)(); }, [kind, place] { (*place.*kind.run)(); }};
+            auto fixture = std::shared_ptr<Fixture>(
+                new Fixture{Layer("bench.db"), kind.rowsPerRun, applicationName(kind.stored / 2), {}});
+            return Job{[kind, fixture] { (*fixture.*kind.prepare)(); }, [kind, fixture] { (*fixture.*kind.run)(); }};
         };
         jobs.push_back(
-            {std::string(kind.name) + '/' + layerName, roundsFor(std::max(kind.stored, kind.amount)), start});
+            {std::string(kind.name) + '/' + layerName, roundsFor(std::max(kind.stored, kind.rowsPerRun)), start});
     }
     return jobs;
 }
@@ -142,7 +142,7 @@ int appendSetting(void* text, int, char** values, char** names) {
 /// Updates 8 rows and inserts 2 in one transaction and deletes one. Returns the settings and what reads then find: 9
 /// rows, whose ids tell whether they were updated in place, and 1 by its name.
 template <typename Layer>
-std::string play() {
+std::string changeAndRead() {
     const velhost::TemporaryDirectory directory;
     const velhost::DeviceVfs device(directory.path());
     storeApplications("bench.db", "Tessary", "1100000000000000", 8);
@@ -194,8 +194,8 @@ void storeApplications(const std::string& fileName, const std::string& table, co
 }
 
 void requireSameWork() {
-    const std::string ours = play<TessaryLayer>();
-    for (const std::string& other : {play<BareLayer>(), play<SqliteCppLayer>()}) {
+    const std::string ours = changeAndRead<TessaryLayer>();
+    for (const std::string& other : {changeAndRead<BareLayer>(), changeAndRead<SqliteCppLayer>()}) {
         if (other != ours || std::count(other.begin(), other.end(), '\n') != 3 + 9 + 1) {
             throw std::runtime_error(std::string("the layers differ:\n").append(other).append("\n").append(ours));
         }

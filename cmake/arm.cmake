@@ -1,5 +1,5 @@
 # Builds for ARM with Debian's cross compiler ARM_PREFIX-g++ and runs what it built in the user-mode emulator. The ARM
-# libraries and headers lie beside the build's folder, and nothing of the workstation's own is found in their stead.
+# libraries and headers lie beside the build's folder; none of the workstation's own is used in their place.
 # scripts/arm.sh sets all of it up.
 list(APPEND CMAKE_TRY_COMPILE_PLATFORM_VARIABLES ARM_PREFIX ARM_ROOT)
 if(NOT ARM_ROOT)

@@ -39,7 +39,7 @@ public:
 class HOST_EXPORT Feature {
 public:
     /// Keeps the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf" into
-    /// `tracePerf`. Throws what the members' construction throws.
+    /// `tracePerf`. Throws std::bad_alloc, and whatever the host's FeatureState throws.
     explicit Feature(FeatureInfo description);
 
     /// The host deletes a feature through `Feature*`. `worker` must have been joined. The derived destructor deletes

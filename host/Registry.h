@@ -13,14 +13,14 @@
 class Feature;
 struct FeatureInfo;
 
-// How the host finds a plug-in: while the plug-in is loaded, a static Registry object enters a factory into a map that
+// How the host finds a plug-in: when the plug-in is loaded, its static Registry object enters a factory into a map that
 // all plug-ins share. The host library holds the map and its lock.
 
 /// The shared map from feature name to factory, one per base class and description type.
 template <typename Base, typename Info>
 class HOST_EXPORT RegistryBase {
 public:
-    /// Returns a new feature, owned by the caller, or null when out of memory. Throws what the construction throws.
+    /// Returns a new feature, owned by the caller, or null when out of memory. Throws whatever the constructor throws.
     using FeatureFactory = Base* (*)(Info);
     /// From the name that a plug-in registers to its factory.
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
@@ -47,7 +47,7 @@ template <>
 HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
 
 /// The factory. Returns a new `Derived` built from `info`, or null when out of memory. The caller deletes it through
-/// `Base*`. Throws what the construction throws; nothing is leaked. Thread-safe.
+/// `Base*`. Throws whatever the constructor throws; nothing is leaked. Thread-safe.
 template <typename Base, typename Info, typename Derived>
 HOST_EXPORT Base* createClassObj(Info info) {
     return new (std::nothrow) Derived(std::move(info));
@@ -60,8 +60,8 @@ class HOST_EXPORT Registry {
 public:
     /// Enters the factory under `name`. The first registration of a name wins; a later one is dropped without a log
     /// line. Does nothing when `name` is null. Logs when there is no memory for the map.
-    /// Takes `mMutex`. Throws std::bad_alloc when out of memory for the entry, with the lock free. Thrown while a
-    /// library is loaded, that usually ends the process.
+    /// Takes `mMutex`. When out of memory for the entry, frees the lock and throws std::bad_alloc. During loading, that
+    /// usually ends the process.
     explicit Registry(const char* name) {
         if (name == nullptr) {
             return;

@@ -15,9 +15,9 @@
 
 /// One table of a store: its name, new rows for it, and the queue of rows that wait for the next write-back.
 ///
-/// A vector of rows owns them. Its holder hands each row back exactly once: to `cacheRow` or
+/// Whoever holds a vector of rows owns them, and hands each row back exactly once: to `cacheRow` or
 /// VelDatabase::writeDeallocateDR to write it, to VelDatabase::deleteDeallocateDR to delete it, or to `freeRow`.
-/// Each of them empties the vector.
+/// Each of these calls empties the vector.
 ///
 /// Any thread may call the public operations, each with a vector of its own.
 template <typename T>
@@ -25,9 +25,10 @@ class VelDBDataTable {
 public:
     using rowT = VelDBDataRow<T>;
     using vecT = std::vector<rowT*>;
+    using nameT = const std::string&;
 
     /// Copies `name`, which must be a plain SQL identifier. Throws std::bad_alloc.
-    explicit VelDBDataTable(const std::string& name) : tableName(name) {}
+    explicit VelDBDataTable(nameT name) : tableName(name) {}
 
     /// Frees the rows that are still queued and logs how many were lost. No other thread may still use the table.
     ~VelDBDataTable();

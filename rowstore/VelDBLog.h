@@ -8,7 +8,7 @@ struct sqlite3;
 /// The log lines of one operation of the row store. Each message text stands once, in VelDBLog.cpp.
 ///
 /// Every function logs one line. `countLowered` logs a warning, all others an error. Nothing here throws or allocates.
-/// Thread-safe. A line's number is the source line of the call, which may be in another file than the operation's.
+/// Thread-safe. `line` is the source line of the call, which may be in another file than the operation.
 class VelDBLog {
 public:
     /// `operationName` is the operation; `subjectName` a table's name or a database's path. Both must outlive the
@@ -18,14 +18,14 @@ public:
     /// How a line with SQLite's message begins: "ERROR:" or "sql:ERROR:".
     enum class Prefix { error, sqlError };
 
-    /// A statement could not be compiled, or failed as a whole: SQLite's message. The caller must hold the lock of the
-    /// connection since the failure (VelDBConnectionLock).
+    /// A statement did not compile or failed as a whole. Logs SQLite's message. The caller must have held a
+    /// VelDBConnectionLock since before the failing call.
     [[gnu::cold]] void statementFailed(sqlite3* db, Prefix prefix, int line) const;
 
     /// A bind, step, reset or finalize returned `code`.
     [[gnu::cold]] void stepFailed(int code, int line) const;
 
-    /// SQLite could not open the database, or refused to close it: its result code.
+    /// SQLite could not open the database, or refused to close it, and returned `code`.
     void openFailed(int code, int line = __builtin_LINE()) const;
     void closeFailed(int code, int line = __builtin_LINE()) const;
 
@@ -38,7 +38,7 @@ public:
     /// `count` queued rows are freed without having been written.
     void rowsLost(std::size_t count, int line = __builtin_LINE()) const;
 
-    /// What a line says of an exception that is no std::exception.
+    /// The wording for an exception that is not a std::exception.
     enum class Unknown { exception, stringOperations };
 
     /// Logs the exception being handled. Call it in a catch block only.

@@ -138,7 +138,7 @@ void composeDelete(const std::string& tableName, std::string& query) {
 std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key, veldbOrderByCol col,
                         veldbOrderByDir dir) {
     std::string query;
-    // The memory of the whole query first: the clause cannot fail halfway.
+    // Reserves the whole query first, so that the clause cannot fail halfway.
     query.reserve(readPrefix.size() + tableName.size() + 1 + clauseCapacity(key) + orderCapacity);
     query.append(readPrefix).append(tableName).append(1, ' ');
     if (!build_query_for_where_clause(key, query)) {

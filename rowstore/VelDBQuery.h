@@ -16,8 +16,8 @@ void composeInsert(const std::string& tableName, std::string& query);
 void composeUpdate(const std::string& tableName, std::string& query);
 void composeDelete(const std::string& tableName, std::string& query);
 
-/// Returns the query of a read, or nothing when its WHERE clause could not be built. A `col` or `dir` that is no
-/// enumerator adds no ordering.
+/// Returns the query of a read, or an empty string when its WHERE clause could not be built. A `col` or `dir` that is
+/// no enumerator adds no ordering.
 std::string composeRead(const std::string& tableName, const VelDBDataRowKey& key, veldbOrderByCol col,
                         veldbOrderByDir dir);
 

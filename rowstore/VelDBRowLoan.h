@@ -7,13 +7,13 @@
 #include "rowstore/VelDatabase.h"
 
 /// Holds rows from a read or from getRow and gives them back to the store exactly once: to be written, to be deleted,
-/// or else, also after an exception, to be freed unwritten. Must not outlive the store. Not thread-safe.
+/// or, in the destructor, to be freed unwritten. Must not outlive the store. Not thread-safe.
 template <typename T>
 class VelDBRowLoan {
 public:
     using vecT = typename VelDBDataTable<T>::vecT;
 
-    /// Takes over the rows, which must be of this store. Throws nothing.
+    /// Takes over the rows, which must come from this store. Throws nothing.
     VelDBRowLoan(VelDatabase<T>& lender, vecT&& lent) : store(lender), rows(std::move(lent)) {}
     /// Frees what was neither written nor deleted.
     ~VelDBRowLoan() { store.freeRow(rows); }
@@ -22,8 +22,8 @@ public:
     VelDBRowLoan& operator=(const VelDBRowLoan&) = delete;
 
     /// Writes the rows back, as VelDatabase::writeDeallocateDR does. The loan is empty afterwards.
-    /// Throws std::bad_alloc when the rows cannot be queued: those that were not stay on loan, and `front` may not be
-    /// called any more.
+    /// Throws std::bad_alloc when the queue cannot grow. Rows that were not queued stay on loan; do not call `front`
+    /// then.
     void write() { store.template writeDeallocateDR<T>(rows); }
 
     /// Deletes the rows from their table, as VelDatabase::deleteDeallocateDR does. The loan is empty afterwards.

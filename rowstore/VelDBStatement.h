@@ -13,9 +13,9 @@
 #include "rowstore/VelDBLog.h"
 #include "rowstore/VelDBQuery.h"
 
-/// Holds SQLite's own lock of a connection. SQLite keeps one error message a connection: without the lock, a call on
-/// another thread replaces it before it is read. Recursive: SQLite's calls take the same lock. No-op when SQLite was
-/// built without locks.
+/// Holds SQLite's own lock of a connection. SQLite keeps one error message per connection. Without the lock, a call on
+/// another thread could replace the message before it is read. Recursive: SQLite's calls take the same lock. No-op when
+/// SQLite was built without locks.
 class VelDBConnectionLock {
 public:
     explicit VelDBConnectionLock(sqlite3* db);
@@ -41,14 +41,14 @@ public:
     VelDBStatement(const VelDBStatement&) = delete;
     VelDBStatement& operator=(const VelDBStatement&) = delete;
 
-    /// Compiles and runs `sql`, which returns no rows. Returns false, logged, when it fails.
+    /// Compiles and runs `sql`, which returns no rows. Logs a failure and returns false.
     static bool execute(sqlite3* db, const char* sql, const VelDBLog& log, VelDBLog::Prefix prefix,
                         int line = __builtin_LINE());
 
-    /// Compiles `sql`; call once. Returns false, logged, when that fails; nothing may be run then.
+    /// Compiles `sql`. Call once. Logs a failure and returns false; nothing may be run then.
     bool prepare(const std::string& sql, VelDBLog::Prefix prefix, int line = __builtin_LINE());
 
-    /// Runs an insert or update for `row`. Logs failures. Stores a field without a value as NULL, and also a value that
+    /// Runs an insert or update for `row`. Logs failures. Stores NULL for a field without a value and for a value that
     /// cannot be bound. The row may be freed afterwards.
     template <typename T>
     void write(const VelDBDataRow<T>& row);
@@ -66,7 +66,7 @@ public:
     template <typename T>
     void fill(VelDBDataRow<T>& row) const;
 
-    /// Returns false, logged, when SQLite reports a failure. The statement is gone either way.
+    /// Ends the statement. Logs a failure that SQLite reports and returns false; the statement is gone either way.
     bool finalize(int line = __builtin_LINE());
 
 private:
@@ -98,7 +98,7 @@ void VelDBStatement::write(const VelDBDataRow<T>& row) {
     }
     bindText(parameterAppName, row.appName);
     bindText(parameterRsvdName, row.rsvdName);
-    // Like the texts, bound where it is: the row outlives the step.
+    // Not copied, like the texts: the row outlives the step.
     check(sqlite3_bind_blob(handle, parameterBlob, &row.payload, sizeof(T), SQLITE_STATIC));
     if (row.rowid != 0) {
         bindRowid(parameterRowid, row.rowid);

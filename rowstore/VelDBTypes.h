@@ -12,7 +12,7 @@ enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.
 enum veldbOrderByCol : int {
-    /// No ordering: the rows come as SQLite finds them, which is no promise.
+    /// No ordering: the rows come as SQLite finds them.
     veldbOrderByNone = 0,
     veldbOrderByAppName = 1,
     veldbOrderByRsvdName = 2,

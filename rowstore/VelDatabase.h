@@ -15,10 +15,6 @@
 #include "rowstore/VelDBTransaction.h"
 #include "rowstore/VelDBTypes.h"
 
-/// A table's name, one for each payload type.
-template <typename Payload>
-using VelDBTableName = const std::string&;
-
 /// Keeps records of fixed-size payload types in an SQLite database, one table for each payload type.
 ///
 /// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed; reads
@@ -35,8 +31,9 @@ using VelDBTableName = const std::string&;
 template <typename... Payloads>
 class VelDatabase : public VelDBDataTable<Payloads>... {
 public:
-    /// Opens nothing. An empty `fileName` means an in-memory database. `param` is kept and not used.
-    VelDatabase(unsigned long param, std::string fileName, VelDBTableName<Payloads>... tableNames)
+    /// Opens nothing. Takes one table name for each payload type, in the same order. An empty `fileName` means an
+    /// in-memory database. `param` is kept and not used.
+    VelDatabase(unsigned long param, std::string fileName, typename VelDBDataTable<Payloads>::nameT... tableNames)
         : VelDBDataTable<Payloads>(tableNames)..., dbParam(param), dbFileName(std::move(fileName)) {}
 
     /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed and
@@ -48,8 +45,8 @@ public:
 
     /// Opens the file in "/data/vendor/vel/" in write-ahead-log mode and creates missing tables. An existing table is
     /// not checked. Call once: a second open would lose the first connection.
-    /// Returns VELDB_FAILURE, with the connection closed, when the file cannot be opened or a table not be created.
-    /// When out of memory a table may be missing after VELDB_SUCCESS (`createVeldbTables`).
+    /// Returns VELDB_FAILURE, with the connection closed, when the file cannot be opened or a table cannot be created.
+    /// When out of memory, it may return VELDB_SUCCESS although a table is missing (see `createVeldbTables`).
     int openVeldb();
     /// Same as `openVeldb`.
     int VelDatabaseInit() { return openVeldb(); }
@@ -87,8 +84,8 @@ public:
 
     /// Deletes `rows` from the table by row id, in one transaction, and always frees them. Skips null entries and rows
     /// that were never stored. A row id that is not in the table is no error.
-    /// Returns the number of entries in `rows`, or 0 when the statement cannot be compiled or finalized. A count does
-    /// not say that rows are gone: nothing is deleted without a connection or when there is no memory for the
+    /// Returns the number of entries in `rows`, or 0 when the statement cannot be compiled or finalized. The number
+    /// does not show that rows are gone: nothing is deleted without a connection or when there is no memory for the
     /// statement's text, and failures of the transaction and of single rows are only logged.
     /// Queued rows are not touched: they are written later, whatever is deleted now.
     template <typename T>
@@ -132,7 +129,7 @@ protected:
     unsigned long dbParam;
     /// Owned; null while no connection is open.
     sqlite3* db = nullptr;
-    /// The path is the two joined as they are. The store never makes the directory.
+    /// Put before `dbFileName` as it is. The store never makes the directory.
     std::string dbDir = "/data/vendor/vel/";
     /// Empty: the database is in memory, and gone with the store.
     std::string dbFileName;
@@ -300,7 +297,7 @@ std::unique_ptr<VelDBDataRow<T>> VelDatabase<Payloads...>::readRow(VelDBStatemen
     if (!query.next()) {
         return nullptr;
     }
-    // One getRow for each row, so a failure is logged with 0 rows allocated before it.
+    // A failure is logged as a getRow of this row alone, with 0 rows allocated before it.
     std::unique_ptr<VelDBDataRow<T>> row = VelDBDataTable<T>::newRow(0);
     if (row != nullptr) {
         query.fill(*row);

@@ -9,7 +9,7 @@ fail() {
   exit 1
 }
 
-# As `fail`, with status 77: not the code is at fault, this machine lacks something.
+# As `fail`, with status 77: the code is not at fault, this machine lacks something.
 impossible() {
   printf '%s: %s\n' "$(basename "$0")" "$*" >&2
   exit 77
@@ -22,12 +22,12 @@ apt_get() {
     command -v sudo >/dev/null 2>&1 || fail "needs root or sudo to install packages"
     as_root=(sudo)
   fi
-  # A fresh machine may be installing something by itself: waited for.
+  # Waits: a fresh machine may be installing something by itself.
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
 }
 
 # need_packages PACKAGE...: installs the Debian packages that are missing; elsewhere names them and stops.
-# With all of them in place nothing is asked of the network.
+# Needs no network when all are installed.
 need_packages() {
   if ! command -v apt-get >/dev/null 2>&1; then
     [ -n "${TESSARY_HAVE_PACKAGES:-}" ] && return
@@ -107,7 +107,7 @@ emulate() {
   "qemu-${prefix%%-*}" -L "/usr/$prefix" "$@"
 }
 
-# One script at a time in this tree: two would write the same files. Those that a script calls belong to it.
+# One script at a time in this tree: two would write the same files. A script that another one calls does not wait.
 mkdir -p "$project_root/build"
 if [ -z "${TESSARY_LOCKED:-}" ]; then
   exec 9>"$project_root/build/lock"

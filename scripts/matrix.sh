@@ -6,7 +6,7 @@ cd "$project_root"
 
 need_packages "${build_packages[@]}" clang lld llvm libc++-dev libc++abi-dev
 
-# The plug-ins, one a row.
+# The plug-ins, one per line:
 # architecture, compiler, C++ library, link-time optimisation
 plugins="
 x86-64 g++     libstdc++ none
@@ -34,7 +34,7 @@ use_architecture() {
   tools=${arm_prefixes[$1]}-
 }
 
-# flags_for COMPILER LIBRARY LTO: what CMake is told of them.
+# flags_for COMPILER LIBRARY LTO: prints the flags for the compiler.
 flags_for() {
   local flags=
   [ "$2" = libstdc++ ] || flags="-stdlib=libc++"

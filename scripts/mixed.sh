@@ -29,7 +29,7 @@ play release >build/mixed.expected
 [ -s build/mixed.expected ] || fail "the example prints nothing"
 same_as_release foreign-host build/foreign-plugin/lib/libtessary.so
 
-# The installed GoogleTest is made of the usual library's strings.
+# The installed GoogleTest was built with the usual C++ library.
 build_googletest() {
   local folder=build/libcxx-googletest
   cmake -S /usr/src/googletest -B "$folder" -G Ninja -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-stdlib=libc++ \

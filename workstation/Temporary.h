@@ -5,12 +5,12 @@
 
 namespace velhost {
 
-/// A new directory for a test or a benchmark. It is removed with all it holds when its owner goes.
+/// A new directory. The destructor removes it with all it holds.
 class TemporaryDirectory {
 public:
     /// Throws std::system_error when it cannot be made.
     TemporaryDirectory();
-    /// What cannot be removed stays.
+    /// Leaves behind what it cannot remove.
     ~TemporaryDirectory();
 
     TemporaryDirectory(const TemporaryDirectory&) = delete;

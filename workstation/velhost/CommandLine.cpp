@@ -69,7 +69,7 @@ and before it, from replay, "answers": [...] with line, application, bytes,
 field and value.)";
 
 /// The folder above the one that this program lies in: a build tree or an installed copy, wherever that was moved.
-fs::path home() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
+fs::path installFolder() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
 
 /// The options that say which files are meant and how they are printed.
 void addCommonOptions(CLI::App& command, DumpOptions& options, const char* data) {
@@ -113,8 +113,8 @@ Exit run(int argc, char** argv) {
     // The options must outlive the parser, which fills them through references.
     ReplayOptions replayOptions;
     DumpOptions dumpOptions;
-    replayOptions.data = home() / "data";
-    replayOptions.plugin = home() / "lib" / "libtessary.so";
+    replayOptions.data = installFolder() / "data";
+    replayOptions.plugin = installFolder() / "lib" / "libtessary.so";
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
     app.set_version_flag("--version", std::string("velhost, ") + tessaryVersion);
     app.footer(mainFooter);
@@ -126,7 +126,7 @@ Exit run(int argc, char** argv) {
     } catch (const CLI::Success& help) { // or the version
         std::ostringstream text;
         app.exit(help, text, text);
-        put(text.str(), true);
+        writeOutput(text.str(), true);
         return Exit::sound;
     } catch (const CLI::ParseError& error) {
         // Not in CLI11's own form, which takes several lines and has statuses of its own.
@@ -140,7 +140,7 @@ Exit run(int argc, char** argv) {
     }
     if (dumpOptions.data.empty()) {
         dumpOptions.data = replayOptions.data;
-        say("velhost: reads " + dumpOptions.data.string());
+        writeMessage("velhost: reads " + dumpOptions.data.string());
     }
     return dump(dumpOptions);
 }

@@ -18,24 +18,24 @@ namespace velhost {
 
 namespace {
 
-/// Sets the property that "KEY=VALUE" says; the value may hold further equals signs.
+/// Sets the property of a "KEY=VALUE"; the value may hold further equals signs.
 void setProperty(const std::string& assignment) {
     const std::size_t equals = assignment.find('=');
     if (equals == std::string::npos || equals == 0) {
-        throw Error(Exit::refused, "--prop: " + named(assignment) + " is not KEY=VALUE");
+        throw Error(Exit::refused, "--prop: " + inQuotes(assignment) + " is not KEY=VALUE");
     }
     if (property_set(assignment.substr(0, equals).c_str(), assignment.c_str() + equals + 1) != 0) {
-        throw Error(Exit::refused, "--prop: the value in " + named(assignment) + " is too long");
+        throw Error(Exit::refused, "--prop: the value in " + inQuotes(assignment) + " is too long");
     }
 }
 
-/// A line on standard error that says how far a long replay has come, four times a second at most.
+/// Shows on standard error how far a long replay has come, at most four times a second.
 class Progress {
 public:
     Progress() = default;
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
-    /// What comes next, a table or a message, begins on a clean line.
+    /// Clears the line for the table or message that follows.
     ~Progress() { std::fputs(shown ? "\033[K" : "", stderr); }
 
     void update(std::size_t done, std::size_t total) {
@@ -77,7 +77,7 @@ void play(Script& script, Feature& feature, Printer& printer, bool trace) {
     for (Script::Line& line : script.lines()) {
         const std::string place = script.position(line.number);
         if (trace) {
-            say(place + ": " + line.text);
+            writeMessage(place + ": " + line.text);
         }
         // After an exception the changes of the earlier lines stay on disk.
         try {
@@ -98,7 +98,7 @@ Exit show(const DatabaseFiles& files, Printer& printer) {
     const Contents contents = readContents(files);
     printer.printTable(contents.applications);
     for (const std::string& note : contents.notes) {
-        say("velhost: note: " + note);
+        writeMessage("velhost: note: " + note);
     }
     if (!contents.failure.empty()) {
         throw Error(Exit::failed, contents.failure);

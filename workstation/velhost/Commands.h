@@ -19,7 +19,7 @@ struct DumpOptions {
     Format format = Format::text;
 };
 
-/// What `replay` is asked to do: the files are those that it plays into.
+/// What `replay` is asked to do. The database files are those that it plays into.
 struct ReplayOptions : DumpOptions {
     std::string script = "-";            ///< "-" is standard input
     std::filesystem::path plugin;        ///< the library to load
@@ -28,7 +28,7 @@ struct ReplayOptions : DumpOptions {
     bool trace = false;                  ///< announces each call on standard error
 };
 
-/// Prints the classification that lies in the files, which are left as they are, and then what is wrong with it.
+/// Prints what the files hold, then what is wrong with it. Leaves the files as they are.
 Exit dump(const DumpOptions& options);
 
 /// Checks the script, loads the plug-in, plays the script into a new feature, deletes it and prints as `dump` does.

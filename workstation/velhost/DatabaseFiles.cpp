@@ -16,9 +16,9 @@ namespace velhost {
 DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     : classifier(directory / (name + ".db")), heavyGame(directory / (name + "HeavyGame.db")) {
     if (name.find('/') != std::string::npos) {
-        throw Error(Exit::refused, "the name " + named(name) + " must not hold a '/'");
+        throw Error(Exit::refused, "the name " + inQuotes(name) + " must not hold a '/'");
     }
-    // SQLite would only say that it cannot open the file. File systems end at 255 bytes for a name, with its ending.
+    // SQLite would only say that it cannot open the file. A file name has at most 255 bytes, "-journal" included.
     const std::string longest = fs::absolute(heavyGame).native();
     if (longest.size() + sizeof("-journal") > DeviceVfs::longestPath() || heavyGame.filename().native().size() > 240) {
         throw Error(Exit::refused, longest + ": the path is too long");

@@ -13,7 +13,7 @@ DeviceVfs::DeviceVfs(const std::filesystem::path& directory) {
     if (base == nullptr || path.size() >= sizeof(mapping.directory)) {
         throw std::runtime_error(path + ": no directory that SQLite can use");
     }
-    // Everything but the name and this one step stays the base's, its private data included.
+    // Copies the base whole, its private data included. Only the name and this one step are ours.
     static_cast<sqlite3_vfs&>(mapping) = *base;
     mapping.base = base;
     std::memcpy(mapping.directory, path.c_str(), path.size() + 1);

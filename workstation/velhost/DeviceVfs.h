@@ -6,14 +6,14 @@
 
 #include <sqlite3.h>
 
-// How the plug-in's fixed directory comes to be a real one, without a hook in the plug-in: it asks SQLite for a path
-// below the device's directory, and SQLite asks its default VFS what file that is.
+// Maps the plug-in's fixed directory to a real one, without a hook in the plug-in: the plug-in asks SQLite for a path
+// below the device's directory, and SQLite asks its default VFS which file that is.
 
 namespace velhost {
 
-/// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead: it registers a copy of the
+/// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead. It registers a copy of the
 /// default VFS, with another step from name to full path, as the new default. All other paths stay as they are.
-/// Connections that were opened meanwhile must be closed before it goes. Create and destroy it while no other thread
+/// Close the connections that were opened meanwhile before it is destroyed. Create and destroy it while no other thread
 /// opens a database.
 class DeviceVfs {
 public:

@@ -14,14 +14,13 @@
 
 namespace velhost {
 
-void put(std::string_view text, bool isLast) {
-    // A full disk may show only when the buffer is written.
+void writeOutput(std::string_view text, bool isLast) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || (isLast && std::fflush(stdout) != 0)) {
         throw Error(Exit::failed, std::string("the output could not be written: ") + std::strerror(errno));
     }
 }
 
-void say(std::string_view text) { std::fprintf(stderr, "%s\n", escaped(text).c_str()); }
+void writeMessage(std::string_view text) { std::fprintf(stderr, "%s\n", escaped(text).c_str()); }
 
 std::size_t terminalWidth() {
     if (isatty(STDOUT_FILENO) != 1) {

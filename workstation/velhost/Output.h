@@ -8,14 +8,14 @@
 
 namespace velhost {
 
-/// Writes `text` as it is to standard output. Only when the last one is written is the output known to be complete.
-/// Throws Error when that fails, a full disk for instance.
-void put(std::string_view text, bool isLast = false);
+/// Writes `text` as it is to standard output. A full disk may show only when the buffer is written: pass `isLast` with
+/// the last text. Throws Error when writing fails.
+void writeOutput(std::string_view text, bool isLast = false);
 
 /// Writes one line to standard error, escaped.
-void say(std::string_view text);
+void writeMessage(std::string_view text);
 
-/// The width of the terminal that standard output is, COLUMNS first; 0 when it is no terminal.
+/// Returns the width of the terminal on standard output, or 0 when there is none. COLUMNS overrides it.
 std::size_t terminalWidth();
 
 } // namespace velhost

@@ -25,14 +25,14 @@ using Shared = RegistryBase<Feature, FeatureInfo>;
 } // namespace
 
 PluginHost::PluginHost(const std::string& path) {
-    // Without a slash the loader would look in the system's folders. An empty path means the program itself to it.
+    // The loader looks for a path without a slash in the system's folders, and takes an empty one for the program.
     std::error_code error;
     const std::string whole = std::filesystem::absolute(path, error);
-    // All symbols now: a plug-in that lacks one is refused here and does not end the replay halfway.
+    // RTLD_NOW: a plug-in that lacks a symbol is refused here and does not end the replay halfway.
     if (whole.empty() || dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
         throw Error(Exit::refused, std::string("the plug-in cannot be loaded: ") + (whole.empty() ? "" : dlerror()));
     }
-    // Loading ran the static initialisation that registers the feature, so the entry is there by now or never.
+    // Loading has run the static initialisation that registers the feature: the entry is there now or never.
     const std::lock_guard<std::mutex> lock(Shared::mMutex);
     const auto* map = Shared::getMap();
     if (map == nullptr || map->count(registeredName) == 0) {
@@ -42,7 +42,7 @@ PluginHost::PluginHost(const std::string& path) {
 }
 
 std::unique_ptr<Feature> PluginHost::makeFeature(const std::string& name) const {
-    // The factory and the constructor behind it let exceptions pass, of which std::bad_alloc is the likely one.
+    // The factory throws what the feature's constructor throws, most likely std::bad_alloc.
     std::unique_ptr<Feature> feature;
     try {
         FeatureInfo description;

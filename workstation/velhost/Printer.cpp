@@ -25,11 +25,11 @@ using Widths = std::array<std::size_t, columnCount>;
 const Cells headings{"APPLICATION", "TYPE", "WEIGHT", "PEAK0", "PEAK1", "PEAK2", "VERDICT"};
 
 /// One line of the table, before widths: "-" stands for what has no row.
-Cells cellsOf(const Classification& row) {
+Cells cellsOf(const Application& row) {
     Cells cells{scriptWord(row.appName), "-", "-", "-", "-", "-", "-"};
-    if (row.stored) {
-        cells[1] = std::to_string(row.stored->type);
-        cells[2] = std::to_string(row.stored->weight);
+    if (row.classification) {
+        cells[1] = std::to_string(row.classification->type);
+        cells[2] = std::to_string(row.classification->weight);
     }
     if (row.heavyGame) {
         for (std::size_t i = 0; i < row.heavyGame->peaks.size(); ++i) {
@@ -49,10 +49,10 @@ void widen(Widths& widths, const Cells& cells) {
 }
 
 /// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the terminal.
-Widths measure(const std::vector<Classification>& rows, std::size_t terminal) {
+Widths measure(const std::vector<Application>& rows, std::size_t terminal) {
     Widths widths{};
     widen(widths, headings);
-    std::for_each(rows.begin(), rows.end(), [&widths](const Classification& row) { widen(widths, cellsOf(row)); });
+    std::for_each(rows.begin(), rows.end(), [&widths](const Application& row) { widen(widths, cellsOf(row)); });
     std::size_t numbers = 0;
     for (std::size_t i = 1; i < columnCount; ++i) {
         numbers += widths[i] + 2;
@@ -81,11 +81,11 @@ Json jsonOf(const std::string& name) {
 }
 
 /// Every field is there in every object, null where there is no row, so that readers need no cases.
-Json jsonOf(const Classification& row) {
+Json jsonOf(const Application& row) {
     const auto& game = row.heavyGame;
     Json object = jsonOf(row.appName);
-    object["type"] = row.stored ? Json(row.stored->type) : Json();
-    object["weight"] = row.stored ? Json(row.stored->weight) : Json();
+    object["type"] = row.classification ? Json(row.classification->type) : Json();
+    object["weight"] = row.classification ? Json(row.classification->weight) : Json();
     object["peaks"] = game ? Json(game->peaks) : Json();
     object["sum"] = game ? Json(game->sum()) : Json();
     object["wrapped"] = game ? Json(game->isWrapped()) : Json();
@@ -94,10 +94,10 @@ Json jsonOf(const Classification& row) {
     return object;
 }
 
-/// One object a line: large outputs stay fit for line tools.
+/// One object per line, so that grep and its like can handle large outputs.
 void putItem(const char* before, const Json& value) {
     // ASCII alone: valid whatever the name, and nothing that a terminal would act on.
-    put(before + ("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace)));
+    writeOutput(before + ("\n" + value.dump(-1, ' ', true, Json::error_handler_t::replace)));
 }
 
 } // namespace
@@ -105,7 +105,7 @@ void putItem(const char* before, const Json& value) {
 void Printer::printAnswer(const QueryCall& query, std::size_t line, std::int32_t value) {
     const char* field = query.field == QueryField::type ? "type" : "weight";
     if (format == Format::text) {
-        put(scriptWord(query.appName) + " " + field + " " + std::to_string(value) + "\n");
+        writeOutput(scriptWord(query.appName) + " " + field + " " + std::to_string(value) + "\n");
     } else {
         Json object{{"line", line}};
         object.update(jsonOf(query.appName));
@@ -116,25 +116,25 @@ void Printer::printAnswer(const QueryCall& query, std::size_t line, std::int32_t
     answered = true;
 }
 
-void Printer::printTable(const std::vector<Classification>& rows) {
+void Printer::printTable(const std::vector<Application>& rows) {
     if (format == Format::text) {
         const std::size_t terminal = terminalWidth();
         const Widths widths = measure(rows, terminal);
-        put((answered ? "\n" : "") + lineOf(headings, widths, false));
-        for (const Classification& row : rows) {
-            put(lineOf(cellsOf(row), widths, terminal > 0));
+        writeOutput((answered ? "\n" : "") + lineOf(headings, widths, false));
+        for (const Application& row : rows) {
+            writeOutput(lineOf(cellsOf(row), widths, terminal > 0));
         }
     } else {
-        put(answered ? "\n],\n" : "{");
+        writeOutput(answered ? "\n],\n" : "{");
         const char* before = "\"applications\": [";
-        for (const Classification& row : rows) {
+        for (const Application& row : rows) {
             putItem(before, jsonOf(row));
             before = ",";
         }
         // `before` still opens the list when there was no row.
-        put(*before == ',' ? "\n]}\n" : "\"applications\": []}\n");
+        writeOutput(*before == ',' ? "\n]}\n" : "\"applications\": []}\n");
     }
-    put("", true);
+    writeOutput("", true);
 }
 
 } // namespace velhost

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "workstation/velhost/Classification.h"
+#include "workstation/velhost/Contents.h"
 #include "workstation/velhost/Script.h"
 
 namespace velhost {
@@ -13,7 +13,7 @@ namespace velhost {
 /// The forms in which a command prints what it found.
 enum class Format { text, json };
 
-/// Prints the answers to queries, each at once, and then the classification, on standard output.
+/// Prints the answers to queries, each at once, and then the applications, on standard output.
 ///
 /// Text: "APP FIELD VALUE" for an answer, and a table. Names stand as a script writes them; where the output is a
 /// terminal, long ones are shortened in the middle to fit its width.
@@ -22,12 +22,12 @@ class Printer {
 public:
     explicit Printer(Format outputFormat) : format(outputFormat) {}
 
-    /// Prints the `value` that `query`, in this line of the script, got. Only before `printTable`. Throws Error when
-    /// the output fails.
+    /// Prints `value`, the answer to the `query` in this line of the script. Only before `printTable`. Throws Error
+    /// when the output fails.
     void printAnswer(const QueryCall& query, std::size_t line, std::int32_t value);
 
     /// Prints all rows and completes the output. Throws Error when the output fails.
-    void printTable(const std::vector<Classification>& rows);
+    void printTable(const std::vector<Application>& rows);
 
 private:
     Format format;

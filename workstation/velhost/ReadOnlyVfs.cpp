@@ -9,7 +9,7 @@ namespace velhost {
 
 namespace {
 
-// The part of SQLite that opens and reads files here, without locks.
+// SQLite's own VFS for files without locks.
 constexpr const char* baseName = "unix-none";
 
 int openFile(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int flags, int* outFlags) noexcept {

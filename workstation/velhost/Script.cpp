@@ -76,7 +76,7 @@ std::string takeQuoted(std::string_view& rest) {
     }
     // "a"b would read as two words or as one; neither is what was meant.
     if (!rest.empty() && rest.front() != ' ' && rest.front() != '\t') {
-        throw Fault("no blank after the closing quote of " + named(word));
+        throw Fault("no blank after the closing quote of " + inQuotes(word));
     }
     return word;
 }
@@ -86,7 +86,7 @@ std::string takeBare(std::string_view& rest) {
     rest.remove_prefix(word.size());
     // A stray quote or backslash is more likely a mistake than part of a package name.
     if (std::any_of(word.begin(), word.end(), [](char c) { return c == '"' || c == '\\' || isControl(c); })) {
-        throw Fault(named(word) + " must stand in quotes");
+        throw Fault(inQuotes(word) + " must stand in quotes");
     }
     return word;
 }
@@ -117,12 +117,12 @@ Number numberFrom(const std::string& word, Number least = std::numeric_limits<Nu
     const char* end = digits.data() + digits.size();
     const auto result = std::from_chars(digits.data(), end, magnitude, isHexadecimal ? 16 : 10);
     if (digits.empty() || result.ptr != end) {
-        throw Fault(named(word) + " is not a number");
+        throw Fault(inQuotes(word) + " is not a number");
     }
     const auto clamped = static_cast<std::int64_t>(std::min(magnitude, clamp));
     const std::int64_t value = isNegative ? -clamped : clamped;
     if (value < static_cast<std::int64_t>(least) || value > static_cast<std::int64_t>(most)) {
-        throw Fault(named(word) + " is not in " + std::to_string(least) + ".." + std::to_string(most));
+        throw Fault(inQuotes(word) + " is not in " + std::to_string(least) + ".." + std::to_string(most));
     }
     return static_cast<Number>(value);
 }
@@ -155,7 +155,7 @@ Call report(const Words& words) {
 Call query(const Words& words) {
     const std::string field = words.size() > 2 ? words[2] : "type";
     if (field != "type" && field != "weight") {
-        throw Fault(named(field) + " is neither type nor weight");
+        throw Fault(inQuotes(field) + " is neither type nor weight");
     }
     return QueryCall{words[1], field == "type" ? QueryField::type : QueryField::weight};
 }
@@ -192,7 +192,7 @@ std::optional<Call> callFrom(std::string_view line) {
     const auto* command = std::find_if(std::begin(commands), std::end(commands),
                                        [&words](const Command& candidate) { return words[0] == candidate.name; });
     if (command == std::end(commands)) {
-        throw Fault("unknown command " + named(words[0]));
+        throw Fault("unknown command " + inQuotes(words[0]));
     }
     try {
         if (words.size() - 1 < command->fewest || words.size() - 1 > command->most) {

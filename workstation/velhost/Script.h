@@ -8,11 +8,11 @@
 
 #include "host/AsyncTriggerPayload.h"
 
-// The language of the scripts, one call of the feature a line; `velhost replay --help` describes it.
+// The language of the scripts: one call of the feature per line. `velhost replay --help` describes it.
 
 namespace velhost {
 
-/// Values that are reported for an application. Names are any bytes, none included, in every call.
+/// Values that are reported for an application. In every call a name may hold any bytes, or none.
 struct ReportCall {
     std::string appName;
     std::vector<int> values;
@@ -30,7 +30,7 @@ struct QueryCall {
 /// One call of the feature, ready to be made.
 using Call = std::variant<AsyncTriggerPayload, ReportCall, QueryCall>;
 
-/// A script that was found good as a whole, in memory.
+/// A script in memory, checked as a whole.
 class Script {
 public:
     struct Line {

@@ -65,7 +65,7 @@ public:
     }
 
 private:
-    /// 0 for a missing file. A pipe or a device, which would be waited for, is refused.
+    /// 0 for a missing file. Refuses a pipe or a device, which could block the read.
     std::uintmax_t sizeOf(const fs::path& path) const {
         std::error_code error;
         const std::uintmax_t size = fs::file_size(path, error);
@@ -78,12 +78,12 @@ private:
     void open(const fs::path& whole) {
         sqlite3* opened = nullptr;
         const int code = sqlite3_open_v2(whole.c_str(), &opened, SQLITE_OPEN_READONLY, readOnlyVfs());
-        // A failed open leaves a handle too, which has the reason and must be closed.
+        // A failed open leaves a handle too: it has the reason and must be closed.
         connection.reset(opened);
         if (code != SQLITE_OK) {
             refuse(std::string(": ") + std::strerror(sqlite3_system_errno(opened)));
         }
-        // Nothing that the file's schema says is run: no function, check, view or virtual table.
+        // Runs nothing that the file's schema names: no function, check, view or virtual table.
         sqlite3_db_config(opened, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
         sqlite3_db_config(opened, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
         sqlite3_db_config(opened, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);

@@ -27,7 +27,7 @@ struct StoredTable {
     std::string failure;            ///< why not all rows could be read; empty if they could
 };
 
-/// Reads `table` from the database `file`, whose records should have `recordSize` bytes. Checks it on the way.
+/// Reads and checks `table` of the database `file`, whose records should have `recordSize` bytes.
 /// Throws Error when the file is missing, is no database, has a journal, or holds no ordinary table of this name.
 StoredTable readTable(const std::filesystem::path& file, const std::string& table, std::size_t recordSize);
 

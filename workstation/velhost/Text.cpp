@@ -156,6 +156,6 @@ std::string shortened(std::string_view text, std::size_t columns) {
     return std::string(text).replace(head, end - head, "...");
 }
 
-std::string named(std::string_view word) { return "'" + shortened(escaped(word, "\"\\"), 40) + "'"; }
+std::string inQuotes(std::string_view word) { return "'" + shortened(escaped(word, "\"\\"), 40) + "'"; }
 
 } // namespace velhost

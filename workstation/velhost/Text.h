@@ -13,7 +13,7 @@ namespace velhost {
 /// Whether `bytes` are valid UTF-8.
 bool isUtf8(std::string_view bytes);
 
-/// Returns two digits a byte.
+/// Returns two digits per byte.
 std::string hexadecimal(std::string_view bytes);
 
 /// Returns `bytes` with control characters, invisible or direction-changing characters, whatever is not UTF-8, and the
@@ -32,7 +32,7 @@ std::size_t columnsOf(std::string_view text);
 std::string shortened(std::string_view text, std::size_t columns);
 
 /// Returns a word for an error message: escaped, shortened and between single quotes.
-std::string named(std::string_view word);
+std::string inQuotes(std::string_view word);
 
 } // namespace velhost
 

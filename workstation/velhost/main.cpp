@@ -25,10 +25,10 @@ int main(int argc, char** argv) {
     try {
         return static_cast<int>(velhost::run(argc, argv));
     } catch (const velhost::Error& error) {
-        velhost::say(error.what());
+        velhost::writeMessage(error.what());
         return static_cast<int>(error.status);
     } catch (const std::exception& error) {
-        velhost::say(std::string("velhost: ") + error.what());
+        velhost::writeMessage(std::string("velhost: ") + error.what());
         return static_cast<int>(velhost::Exit::failed);
     }
 }

@@ -1,5 +1,5 @@
-#ifndef WORKSTATION_VELHOST_CLASSIFICATION_H
-#define WORKSTATION_VELHOST_CLASSIFICATION_H
+#ifndef WORKSTATION_VELHOST_CONTENTS_H
+#define WORKSTATION_VELHOST_CONTENTS_H
 
 #include <cstdint>
 #include <optional>
@@ -33,22 +33,22 @@ struct HeavyGame {
 };
 
 /// What the two databases hold about one application. At least one of the two parts is there.
-struct Classification {
+struct Application {
     /// The two numbers of a classifier row.
-    struct Stored {
+    struct Classification {
         std::int32_t type;
         std::int32_t weight;
     };
 
     std::string appName; ///< any bytes
-    std::optional<Stored> stored;
+    std::optional<Classification> classification;
     std::optional<HeavyGame> heavyGame;
 };
 
 /// What both databases hold, and what is wrong with it.
 struct Contents {
-    /// In the byte order of the names. Of several rows of one name each is an entry.
-    std::vector<Classification> applications;
+    /// In the byte order of the names. Several rows of one name make several entries.
+    std::vector<Application> applications;
     std::vector<std::string> notes; ///< lines for the user
     std::string failure;            ///< why not all rows could be read; empty if they could
 };

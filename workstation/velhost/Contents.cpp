@@ -1,4 +1,4 @@
-#include "workstation/velhost/Classification.h"
+#include "workstation/velhost/Contents.h"
 
 #include <algorithm>
 
@@ -9,7 +9,7 @@ namespace velhost {
 namespace {
 
 /// The signed reading of a sum made in unsigned arithmetic, where overflow is defined.
-std::int32_t wrapped(std::uint32_t value) { return static_cast<std::int32_t>(value); }
+std::int32_t asSigned(std::uint32_t value) { return static_cast<std::int32_t>(value); }
 
 using Rows = std::vector<StoredRow>;
 
@@ -35,10 +35,10 @@ void merge(const StoredTable& classifier, const StoredTable& peaks, const Databa
         const Rows types = takeRows(name, type, classifier.rows);
         const Rows heavy = takeRows(name, peak, peaks.rows);
         for (std::size_t i = 0; i < std::max(types.size(), heavy.size()); ++i) {
-            Classification& entry = contents.applications.emplace_back();
+            Application& entry = contents.applications.emplace_back();
             entry.appName = name;
             if (i < types.size()) {
-                entry.stored = {types[i].numbers[0], types[i].numbers[1]};
+                entry.classification = {types[i].numbers[0], types[i].numbers[1]};
             }
             if (i < heavy.size()) {
                 entry.heavyGame = HeavyGame{heavy[i].numbers};
@@ -60,15 +60,15 @@ void merge(const StoredTable& classifier, const StoredTable& peaks, const Databa
 
 std::int32_t HeavyGame::sum() const {
     const auto peak = [this](std::size_t index) { return static_cast<std::uint32_t>(peaks[index]); };
-    return wrapped(2 * peak(0) + peak(1) + 2 * peak(2));
+    return asSigned(2 * peak(0) + peak(1) + 2 * peak(2));
 }
 
 // The rule compares "sum - 1700 > 199", not "sum >= 1900": where the difference wraps the two disagree.
-bool HeavyGame::isHeavy() const { return wrapped(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
+bool HeavyGame::isHeavy() const { return asSigned(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
 
 bool HeavyGame::isWrapped() const {
     const std::int64_t exact = 2LL * peaks[0] + peaks[1] + 2LL * peaks[2];
-    return exact != sum() || exact - 1700 != wrapped(static_cast<std::uint32_t>(sum()) - 1700U);
+    return exact != sum() || exact - 1700 != asSigned(static_cast<std::uint32_t>(sum()) - 1700U);
 }
 
 Contents readContents(const DatabaseFiles& files) {
