@@ -82,8 +82,8 @@ struct Case {
 const Tables known{{{"a", 5, 7}}, {}};
 const Tables knownWithPeaks{{{"a", 5, 7}}, {{"a", 1, 2, 3}}};
 const Tables onlyPeaks{{}, {{"a", 1, 2, 3}}};
-const Tables duplicates{{{"b", 1, 1}, {"a", 5, 7}, {"a", 6, 8}}, {{"a", 1, 2, 3}}};
-const Tables duplicatePeaks{{{"a", 5, 7}, {"b", 1, 1}}, {{"a", 1, 2, 3}, {"b", 1, 2, 3}, {"a", 4, 5, 6}}};
+const Tables duplicates{{{"b", 1, 1}, {"a", 5, 7}, {"a", 6, 8}}, {{"a", 1, 2, 3}, {"b", 4, 5, 6}, {"a", 7, 8, 9}}};
+const Tables duplicatePeaks{{{"a", 5, 7}}, {{"a", 1, 2, 3}, {"a", 4, 5, 6}}};
 
 // clang-format off
 const Case cases[] = {
@@ -91,11 +91,9 @@ const Case cases[] = {
     {"classifying a known one keeps its weight and peaks",
      knownWithPeaks, classify("a", 9), 1, {{{"a", 9, 7}}, {{"a", 1, 2, 3}}}},
     {"classifying deletes duplicates, and no other application",
-     duplicates, classify("a", 9), 0, {{{"b", 1, 1}}, {{"a", 1, 2, 3}}}},
-    {"a removal deletes every classification of the application, and no other",
-     duplicates, remove("a"), 1, {{{"b", 1, 1}}, {}}},
-    {"a removal deletes all peaks of the application, and no other",
-     duplicatePeaks, remove("a"), 1, {{{"b", 1, 1}}, {{"b", 1, 2, 3}}}},
+     duplicates, classify("a", 9), 0, {{{"b", 1, 1}}, duplicates.peaks}},
+    {"a removal deletes every row of the application, and no other",
+     duplicates, remove("a"), 1, {{{"b", 1, 1}}, {{"b", 4, 5, 6}}}},
     {"a weight is stored unchecked",
      knownWithPeaks, weigh("a", INT_MIN), 1, {{{"a", 5, INT_MIN}}, {{"a", 1, 2, 3}}}},
     {"a weight needs a known application", {}, weigh("a", 5), 0, {}, noEntry("updateWeightToTessary")},
@@ -224,15 +222,14 @@ TEST_F(FeatureTest, AnyNameIsOneApplication) {
                       "%", "\"", "?1", "\x01\n\x7F", "\xC3\x28\xFF", std::string(5000, '\'')};
     Tables expected;
     for (const std::string& name : names) {
-        const auto number = static_cast<int>(expected.peaks.size() + 1);
-        feature->classify(name, number);
-        feature->report(name, {number, 0, 0});
-        expected.classifications.push_back({name, number, 0});
-        expected.peaks.push_back({name, number, 0, 0});
-        EXPECT_EQ(feature->type(name), number);
+        feature->classify(name, 17);
+        feature->report(name, {1, 2, 3});
+        expected.classifications.push_back({name, 17, 0});
+        expected.peaks.push_back({name, 1, 2, 3});
     }
     EXPECT_EQ(print(stored()), print(expected));
     for (const std::string& name : names) {
+        EXPECT_EQ(feature->type(name), 17);
         feature->remove(name);
     }
     EXPECT_EQ(print(stored()), "");
@@ -328,26 +325,21 @@ TEST_F(FeatureTest, LeavesOutDatabasesThatDoNotOpenAndOpensThemOnce) {
     EXPECT_EQ(connectionOf(*feature->appDb), connection) << "it is not opened again";
 }
 
-/// Notes when it is deleted, and whether the database is still open then.
 struct Owned : FeatureOwnedObject {
-    Owned(const char* id, Lines& deletionNotes, fs::path log)
-        : name(id), notes(deletionNotes), openLog(std::move(log)) {}
-    ~Owned() override { notes.push_back(name + (fs::exists(openLog) ? " while open" : " after the close")); }
-
-    std::string name;
-    Lines& notes;
-    fs::path openLog;
+    explicit Owned(std::function<void()> onDeletion) : deleted(std::move(onDeletion)) {}
+    ~Owned() override { deleted(); }
+    std::function<void()> deleted;
 };
 
 TEST_F(FeatureTest, DeletesItsObjectsThenWritesAndClosesItsDatabases) {
-    Lines notes;
-    feature->ownedObjectA = new Owned("A", notes, device.file("Tessary.db-wal"));
-    feature->ownedObjectB = new Owned("B", notes, device.file("Tessary.db-wal"));
+    Lines deletions;
+    const fs::path log = device.file("Tessary.db-wal"); // there while the database is open
+    feature->ownedObjectA = new Owned([&] { deletions.push_back("A"); });
+    feature->ownedObjectB = new Owned([&] { deletions.push_back(fs::exists(log) ? "B" : "B after the close"); });
     queueRow(*feature->appDb, newRow("queued"));
     std::unique_ptr<Feature>(std::move(feature)).reset(); // as the host does
-    EXPECT_EQ(notes, (Lines{"A while open", "B while open"}));
-    EXPECT_FALSE(fs::exists(device.file("Tessary.db-wal")));
-    EXPECT_FALSE(fs::exists(device.file("TessaryHeavyGame.db-wal")));
+    EXPECT_EQ(deletions, (Lines{"A", "B"}));
+    EXPECT_FALSE(fs::exists(log) || fs::exists(device.file("TessaryHeavyGame.db-wal")));
     EXPECT_EQ(Sql(device.file("Tessary.db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
 }
 
