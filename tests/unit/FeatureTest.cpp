@@ -63,11 +63,11 @@ Call report(const char* name, const std::vector<int>& values) {
     return [=](FeatureProbe& feature) { return feature.report(name, values); };
 }
 
-Lines noEntry(const std::string& operation) {
-    return {"E Tessary: " + operation + "() #: No entry found for the app in classifier, cannot updateinfo"};
+std::string noEntry(const std::string& operation) {
+    return "E Tessary: " + operation + "() #: No entry found for the app in classifier, cannot updateinfo";
 }
-Lines noDatabase(const std::string& operation) {
-    return {"E Tessary: " + operation + "() #: No Classifier Database Available"};
+std::string noDatabase(const std::string& operation) {
+    return "E Tessary: " + operation + "() #: No Classifier Database Available";
 }
 
 struct Case {
@@ -94,11 +94,14 @@ const Case cases[] = {
      duplicates, classify("a", 9), 0, {{{"b", 1, 1}}, duplicates.peaks}},
     {"a removal deletes every row of the application, and no other",
      duplicates, remove("a"), 1, {{{"b", 1, 1}}, {{"b", 4, 5, 6}}}},
+    {"a name is matched whole, whatever bytes it holds",
+     {{{"a", 5, 7}, {"a' OR '1'='1", 1, 1}, {"A", 1, 1}}, {}}, classify("a' OR '1'='1", 9), 1,
+     {{{"a", 5, 7}, {"a' OR '1'='1", 9, 1}, {"A", 1, 1}}, {}}},
     {"a weight is stored unchecked",
      knownWithPeaks, weigh("a", INT_MIN), 1, {{{"a", 5, INT_MIN}}, {{"a", 1, 2, 3}}}},
-    {"a weight needs a known application", {}, weigh("a", 5), 0, {}, noEntry("updateWeightToTessary")},
+    {"a weight needs a known application", {}, weigh("a", 5), 0, {}, {noEntry("updateWeightToTessary")}},
     {"a weight is refused for duplicates",
-     duplicates, weigh("a", 9), 0, duplicates, noEntry("updateWeightToTessary")},
+     duplicates, weigh("a", 9), 0, duplicates, {noEntry("updateWeightToTessary")}},
     {"a first report stores its values and the verdict",
      known, report("a", {0, 1899, 0}), 1, {{{"a", 5, 0}}, {{"a", 0, 1899, 0}}}},
     {"a later report raises each peak by itself",
@@ -106,9 +109,9 @@ const Case cases[] = {
      {{{"a", 5, 1}}, {{"b", 9, 9, 9}, {"a", 400, 1000, 200}}}},
     {"a report needs three values", known, report("a", {1000, 0}), 0, known},
     {"a report needs a known application",
-     onlyPeaks, report("a", {1000, 0, 0}), 0, onlyPeaks, noEntry("updateWeightToClassifier")},
+     onlyPeaks, report("a", {1000, 0, 0}), 0, onlyPeaks, {noEntry("updateWeightToClassifier")}},
     {"a report is refused for duplicates",
-     duplicates, report("a", {1000, 0, 0}), 0, duplicates, noEntry("updateWeightToClassifier")},
+     duplicates, report("a", {1000, 0, 0}), 0, duplicates, {noEntry("updateWeightToClassifier")}},
     {"a report is refused for duplicate peaks", duplicatePeaks, report("a", {1000, 0, 0}), 0, duplicatePeaks},
 };
 // clang-format on
@@ -191,48 +194,24 @@ TEST_F(FeatureTest, VerdictIsComputedWith32Bits) {
     }
 }
 
-TEST_F(FeatureTest, WithoutClassificationsRefusesEverything) {
-    start(knownWithPeaks);
-    feature->appDb.reset();
-    feature->runAsync({1, 0, "a", 0});
-    EXPECT_EQ(device.takeLog(), noDatabase("runAsync")) << "whatever the trigger";
-    EXPECT_EQ(feature->remove("a"), 0);
-    EXPECT_EQ(device.takeLog(), noDatabase("updateToClassifierDataBase"));
-    EXPECT_EQ(feature->weigh("a", 5), 0);
-    EXPECT_EQ(device.takeLog(), noDatabase("updateWeightToTessary"));
-    EXPECT_EQ(feature->report("a", {5, 6, 7}), 0);
-    EXPECT_EQ(device.takeLog(), noDatabase("updateWeightToClassifier"));
-    EXPECT_EQ(feature->weight("a"), 0);
-    EXPECT_EQ(print(stored()), print(onlyPeaks));
-}
-
-TEST_F(FeatureTest, WithoutPeaksStillClassifies) {
-    start(known);
+TEST_F(FeatureTest, WithoutADatabaseRefusesWhatNeedsIt) {
+    start(duplicates);
     feature->heavyGameDb.reset();
-    EXPECT_EQ(feature->report("a", {1000, 0, 0}), 0);
-    EXPECT_EQ(device.takeLog(), noDatabase("updateWeightToClassifier"));
-    EXPECT_EQ(feature->addPeaks("a", {1000, 0, 0}), 0);
-    EXPECT_EQ(print(stored()), print(known));
+    EXPECT_EQ(feature->report("b", {1000, 0, 0}), 0);
+    EXPECT_EQ(feature->addPeaks("b", {1000, 0, 0}), 0);
     EXPECT_EQ(feature->remove("a"), 1);
-    EXPECT_EQ(print(stored()), "");
-}
-
-TEST_F(FeatureTest, AnyNameIsOneApplication) {
-    const Lines names{"a", "A",  "a ", "a'",         "' OR '1'='1",  "a') OR ('a') = ('a",   "a'--",
-                      "%", "\"", "?1", "\x01\n\x7F", "\xC3\x28\xFF", std::string(5000, '\'')};
-    Tables expected;
-    for (const std::string& name : names) {
-        feature->classify(name, 17);
-        feature->report(name, {1, 2, 3});
-        expected.classifications.push_back({name, 17, 0});
-        expected.peaks.push_back({name, 1, 2, 3});
-    }
-    EXPECT_EQ(print(stored()), print(expected));
-    for (const std::string& name : names) {
-        EXPECT_EQ(feature->type(name), 17);
-        feature->remove(name);
-    }
-    EXPECT_EQ(print(stored()), "");
+    EXPECT_EQ(print(stored()), print({{{"b", 1, 1}}, {}}));
+    feature->createHeavyGameDb();
+    feature->appDb.reset();
+    EXPECT_EQ(feature->report("b", {1000, 0, 0}), 0);
+    EXPECT_EQ(feature->weigh("b", 5), 0);
+    EXPECT_EQ(feature->remove("b"), 0);
+    EXPECT_EQ(feature->weight("b"), 0);
+    feature->runAsync({1, 0, "b", 0}); // whatever the trigger
+    EXPECT_EQ(print(stored()), print({{}, duplicates.peaks}));
+    EXPECT_EQ(device.takeLog(), (Lines{noDatabase("updateWeightToClassifier"), noDatabase("updateWeightToClassifier"),
+                                       noDatabase("updateWeightToTessary"), noDatabase("updateToClassifierDataBase"),
+                                       noDatabase("runAsync")}));
 }
 
 TEST_F(FeatureTest, RefusesNamesThatNoQueryFindsWithoutAWord) {
