@@ -16,7 +16,6 @@ struct StoreProbe : VelDatabase<T> {
     using VelDatabase<T>::VelDatabase;
     using VelDatabase<T>::db;
     using VelDBDataTable<T>::cacheList;
-    using VelDBDataTable<T>::cacheMutex;
 };
 
 /// The connection of a store that is no StoreProbe.

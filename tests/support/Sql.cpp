@@ -33,23 +33,20 @@ Sql::Sql(const std::filesystem::path& file) {
 
 Lines Sql::run(const std::string& statements) {
     Lines answers;
-    for (const char* rest = statements.c_str(); *rest != '\0';) {
-        sqlite3_stmt* statement = nullptr;
-        const int compiled = sqlite3_prepare_v2(db, rest, -1, &statement, &rest);
-        while (compiled == SQLITE_OK && sqlite3_step(statement) == SQLITE_ROW) {
-            answers.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
-        }
-        if (compiled != SQLITE_OK || sqlite3_finalize(statement) != SQLITE_OK) {
-            throw std::runtime_error(sqlite3_errmsg(db));
-        }
+    const auto keepFirst = [](void* to, int /*count*/, char** columns, char** /*names*/) noexcept {
+        static_cast<Lines*>(to)->emplace_back(columns[0]);
+        return 0;
+    };
+    if (sqlite3_exec(db, statements.c_str(), keepFirst, &answers, nullptr) != SQLITE_OK) {
+        throw std::runtime_error(sqlite3_errmsg(db));
     }
     return answers;
 }
 
 Lines Sql::table(const std::string& name, const std::string& condition) {
-    return run("SELECT rowid || ',' || quote(intcol1) || ',' || quote(appName) || ',' || quote(rsvdName) || ',' || "
-               "quote(blob) FROM " +
-               name + " WHERE " + condition + " ORDER BY rowid");
+    const std::string columns = "rowid || ',' || quote(intcol1) || ',' || quote(appName) || ',' || quote(rsvdName) || "
+                                "',' || quote(blob)";
+    return run("SELECT " + columns + " FROM " + name + " WHERE " + condition + " ORDER BY rowid");
 }
 
 StatementTrace::StatementTrace() {
