@@ -1,59 +1,49 @@
 #include "tests/faults/Faults.h"
 
-#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <utility>
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 
 #include "tests/support/Sql.h"
 
 namespace {
 
 struct {
-    int kind;
-    int code;
-    long skipped;
+    Call call;
+    long passing;
     bool lasting;
     long failed;
 } armed;
 
-/// Returns SQLITE_OK, or the code with which this call is to fail.
-int check(int kind) noexcept {
-    if (kind != armed.kind || armed.skipped-- > 0 || (armed.failed != 0 && !armed.lasting)) {
-        return SQLITE_OK;
+/// Whether this call is to fail. Allocates nothing.
+bool fails(Call call) noexcept {
+    if (call != armed.call || armed.passing-- > 0 || (armed.failed != 0 && !armed.lasting)) {
+        return false;
     }
     ++armed.failed;
-    return armed.code;
+    return true;
 }
 
 long blocks;
 sqlite3_mem_methods allocator;
 
-void* sqliteMalloc(int size) {
-    void* block = check(SQLITE_NOMEM) == SQLITE_OK ? allocator.xMalloc(size) : nullptr;
-    blocks += block != nullptr ? 1 : 0;
-    return block;
-}
-
-void sqliteFree(void* block) {
-    --blocks; // SQLite never hands in null
-    allocator.xFree(block);
-}
+void* sqliteMalloc(int size) { return fails(Call::sqliteMemory) ? nullptr : allocator.xMalloc(size); }
 
 void* sqliteRealloc(void* block, int size) {
-    return check(SQLITE_NOMEM) == SQLITE_OK ? allocator.xRealloc(block, size) : nullptr;
+    return fails(Call::sqliteMemory) ? nullptr : allocator.xRealloc(block, size);
 }
 
 /// Before SQLite's first use, and without its pool of small blocks, which would hide most allocations.
 const bool installed = [] {
     sqlite3_config(SQLITE_CONFIG_GETMALLOC, &allocator);
-    sqlite3_mem_methods counting = allocator;
-    counting.xMalloc = sqliteMalloc;
-    counting.xFree = sqliteFree;
-    counting.xRealloc = sqliteRealloc;
-    return sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) + sqlite3_config(SQLITE_CONFIG_MALLOC, &counting) == SQLITE_OK;
+    sqlite3_mem_methods failing = allocator;
+    failing.xMalloc = sqliteMalloc;
+    failing.xRealloc = sqliteRealloc;
+    return sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK &&
+           sqlite3_config(SQLITE_CONFIG_MALLOC, &failing) == SQLITE_OK;
 }();
 
 using Methods = sqlite3_io_methods;
@@ -70,84 +60,79 @@ struct Extra {
 
 Extra& extraOf(sqlite3_file* file) { return *reinterpret_cast<Extra*>(reinterpret_cast<char*>(file) + real.szOsFile); }
 
-int checkChange(int kind, const char* path, sqlite3_int64 end = 0) {
-    const int refused = onChange ? onChange(kind, path, end) : SQLITE_OK;
-    return refused != SQLITE_OK ? refused : check(kind);
+/// As `fails`, for a change of a file.
+bool changeFails(FileChange change, const char* path) {
+    if (onChange) {
+        onChange(change, path);
+    }
+    return fails(Call::file);
 }
 
-template <int kind, auto method, typename... Arguments>
+template <int code, auto method, typename... Arguments>
 int forward(sqlite3_file* file, Arguments... arguments) {
-    const int fault = check(kind);
-    return fault != SQLITE_OK ? fault : (extraOf(file).real->*method)(file, arguments...);
+    return fails(Call::file) ? code : (extraOf(file).real->*method)(file, arguments...);
 }
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
-    const int fault = checkChange(SQLITE_IOERR_WRITE, extraOf(file).path, offset + size);
-    const int result = extraOf(file).real->xWrite(file, bytes, fault == SQLITE_OK ? size : size / 2, offset);
-    return fault != SQLITE_OK ? fault : result;
+    const bool isFull = changeFails(FileChange::write, extraOf(file).path);
+    const int result = extraOf(file).real->xWrite(file, bytes, isFull ? size / 2 : size, offset);
+    return isFull ? SQLITE_FULL : result;
 }
 
 int truncate(sqlite3_file* file, sqlite3_int64 size) {
-    const int fault = checkChange(SQLITE_IOERR_TRUNCATE, extraOf(file).path);
-    return fault != SQLITE_OK ? fault : extraOf(file).real->xTruncate(file, size);
+    const bool isBroken = changeFails(FileChange::truncate, extraOf(file).path);
+    return isBroken ? SQLITE_IOERR : extraOf(file).real->xTruncate(file, size);
 }
 
-int sync(sqlite3_file* file, int /*flags*/) { return checkChange(SQLITE_IOERR_FSYNC, extraOf(file).path); }
-
-/// Giving a lock back never fails.
-int shmLock(sqlite3_file* file, int offset, int count, int flags) {
-    const int fault = (flags & SQLITE_SHM_LOCK) != 0 ? check(SQLITE_IOERR_SHMLOCK) : SQLITE_OK;
-    return fault != SQLITE_OK ? fault : extraOf(file).real->xShmLock(file, offset, count, flags);
+int sync(sqlite3_file* file, int /*flags*/) {
+    return changeFails(FileChange::sync, extraOf(file).path) ? SQLITE_IOERR : SQLITE_OK;
 }
 
 int open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int* outFlags) {
     file->pMethods = nullptr;
-    const int fault = check(SQLITE_CANTOPEN);
-    const int result = fault != SQLITE_OK ? fault : real.xOpen(vfs, path, file, flags, outFlags);
+    const int result = fails(Call::file) ? SQLITE_CANTOPEN : real.xOpen(vfs, path, file, flags, outFlags);
     if (result == SQLITE_OK && path != nullptr) {
         extraOf(file) = {path, file->pMethods, *file->pMethods};
         Methods& faulty = extraOf(file).faulty;
-        faulty.xRead = forward<SQLITE_IOERR_READ, &Methods::xRead>;
+        faulty.xRead = forward<SQLITE_IOERR, &Methods::xRead>;
         faulty.xWrite = write;
         faulty.xTruncate = truncate;
         faulty.xSync = sync;
-        faulty.xLock = forward<SQLITE_IOERR_LOCK, &Methods::xLock>;
-        faulty.xShmMap = forward<SQLITE_IOERR_SHMMAP, &Methods::xShmMap>;
-        faulty.xShmLock = shmLock;
+        faulty.xLock = forward<SQLITE_BUSY, &Methods::xLock>;
+        faulty.xShmMap = forward<SQLITE_IOERR, &Methods::xShmMap>;
         file->pMethods = &faulty;
     }
     return result;
 }
 
 int remove(sqlite3_vfs* vfs, const char* path, int syncsFolder) {
-    const int fault = checkChange(SQLITE_IOERR_DELETE, path);
-    return fault != SQLITE_OK ? fault : real.xDelete(vfs, path, syncsFolder);
+    return changeFails(FileChange::remove, path) ? SQLITE_IOERR : real.xDelete(vfs, path, syncsFolder);
 }
 
 } // namespace
 
-void arm(const Fault& fault, long skipped, bool lasting) {
+void arm(Call call, long passing, bool lasting) {
     ASSERT_TRUE(installed);
-    armed = {fault.kind, fault.code, skipped, lasting, 0};
+    armed = {call, passing, lasting, 0};
 }
 
 long disarm() {
-    armed.kind = SQLITE_OK;
+    armed.call = Call::none;
     return armed.failed;
 }
 
 long liveBlocks() { return blocks; }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    void* block = check(CPP_NEW) == SQLITE_OK ? std::malloc(size) : nullptr;
+    void* block = fails(Call::operatorNew) || fails(Call::foreignNew) ? nullptr : std::malloc(size);
     blocks += block != nullptr ? 1 : 0;
     return block;
 }
 
 void* operator new(std::size_t size) {
     void* block = operator new(size, std::nothrow);
-    if (block == nullptr && armed.code == SQLITE_ABORT) {
-        throw armed.code;
+    if (block == nullptr && armed.call == Call::foreignNew) {
+        throw 1;
     }
     return block != nullptr ? block : throw std::bad_alloc();
 }
@@ -165,8 +150,7 @@ void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { oper
 extern "C" int __real_sqlite3_finalize(sqlite3_stmt* statement);
 extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
     const int result = __real_sqlite3_finalize(statement);
-    const int fault = statement != nullptr ? check(SQLITE_FINALIZE) : SQLITE_OK;
-    return fault != SQLITE_OK ? fault : result;
+    return statement != nullptr && fails(Call::finalize) ? SQLITE_IOERR : result;
 }
 
 FaultVfs::FaultVfs(Observer observer) {
@@ -179,36 +163,31 @@ FaultVfs::FaultVfs(Observer observer) {
     vfs->xSleep = [](sqlite3_vfs* /*vfs*/, int microseconds) { return microseconds; };
 }
 
-FaultVfs::~FaultVfs() {
-    sqlite3_vfs* vfs = sqlite3_vfs_find(nullptr);
-    real.pNext = vfs->pNext;
-    *vfs = real;
-}
+FaultVfs::~FaultVfs() { *sqlite3_vfs_find(nullptr) = real; }
 
-Contents readContents(const std::filesystem::path& folder) {
-    Contents contents;
+StoredRows readRows(const std::filesystem::path& folder) {
+    StoredRows rows;
     for (const auto& [file, table] : {std::pair("Tessary.db", "Tessary"), {"TessaryHeavyGame.db", "HeavyGame"}}) {
         Sql sql(folder / file);
         EXPECT_EQ(sql.run("PRAGMA integrity_check"), Lines{"ok"});
         for (const std::string& row : sql.table(table)) {
-            const std::size_t columns = row.find(',');
-            if (row.find("'next") == std::string::npos) {
-                contents[table + (' ' + row.substr(0, columns))] = row.substr(columns + 1);
-            }
+            const std::size_t comma = row.find(',');
+            rows[table + (' ' + row.substr(0, comma))] = row.substr(comma + 1);
         }
     }
-    return contents;
+    return rows;
 }
 
-void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now, const Lines& tolerated) {
-    Contents all = now;
+Lines neitherOldNorNew(const StoredRows& before, const StoredRows& after, const StoredRows& now) {
+    StoredRows all = now;
     all.insert(before.begin(), before.end());
     all.insert(after.begin(), after.end());
-    for (const auto& [key, any] : all) {
-        const auto rowIn = [&key = key](const Contents& contents) {
-            return contents.count(key) != 0 ? contents.at(key) : "absent";
-        };
-        const bool isTolerated = std::count(tolerated.begin(), tolerated.end(), rowIn(now)) != 0;
-        EXPECT_TRUE(isTolerated || rowIn(now) == rowIn(before) || rowIn(now) == rowIn(after)) << key << rowIn(now);
+    Lines found;
+    for (const auto& [id, any] : all) {
+        const auto in = [&id = id](const StoredRows& rows) { return rows.count(id) != 0 ? rows.at(id) : "absent"; };
+        if (in(now) != in(before) && in(now) != in(after)) {
+            found.push_back(id + ": " + in(now));
+        }
     }
+    return found;
 }

@@ -6,51 +6,43 @@
 #include <map>
 #include <string>
 
-#include <sqlite3.h>
-
 #include "tests/support/Device.h"
 
-// One fault at a time, injected below the product by shims: operator new, SQLite's allocator, its VFS and one wrapped
-// call ask each time whether to fail. While a fault is armed, the shims use no memory of their own. For one thread.
+// One fault at a time, below the product. This executable replaces operator new, SQLite's allocator and
+// sqlite3_finalize. FaultVfs replaces SQLite's file calls. Each asks first whether it is to fail. For one thread.
 
-/// SQLite's code for a failure names the kind of call: SQLITE_IOERR_READ means reads. These two kinds have no code.
-constexpr int CPP_NEW = -1;
-constexpr int SQLITE_FINALIZE = -2;
+/// A kind of call that can fail. `foreignNew` is operator new too: it throws an int in place of std::bad_alloc.
+enum class Call { none, operatorNew, foreignNew, sqliteMemory, finalize, file };
 
-struct Fault {
-    const char* name;
-    int kind;
-    int code = kind; ///< with which the call fails; for CPP_NEW, SQLITE_ABORT throws what is no std::exception
-};
-
-/// Lets `skipped` calls of the kind pass. The next one fails, and, if `lasting`, all after it.
-void arm(const Fault& fault, long skipped, bool lasting);
+/// Lets `passing` calls of the kind pass. The next one fails, and, if `lasting`, all after it.
+void arm(Call call, long passing, bool lasting);
 
 /// No call fails any more. Returns how many did.
 long disarm();
 
-/// The blocks that operator new and SQLite's allocator have handed out and not got back.
+/// The blocks that operator new has handed out and not got back.
 long liveBlocks();
 
-/// While it lives, calls of SQLite's default VFS can fail. A write that fails has written its first half. Nothing
-/// waits, and nothing is really synced. Outlives its connections.
+enum class FileChange { write, truncate, sync, remove };
+
+/// While it lives, the file calls of SQLite's default VFS can fail: a lock is busy, the disk is full after half of a
+/// write, all others report an I/O error. Nothing waits, and nothing is really synced. Outlives its connections.
 struct FaultVfs {
-    /// Called before each write, truncation, sync and deletion. Returns SQLITE_OK or the code with which it is to fail.
-    /// A write ends at `end` in its file.
-    using Observer = std::function<int(int kind, const std::filesystem::path& path, sqlite3_int64 end)>;
+    /// Called before each change of a file.
+    using Observer = std::function<void(FileChange change, const std::filesystem::path& path)>;
 
     explicit FaultVfs(Observer observer = nullptr);
     ~FaultVfs();
     FaultVfs(const FaultVfs&) = delete;
 };
 
-/// Both tables of the feature "Tessary", "TABLE ROWID" to the other columns, without applications named "next...".
-/// Expects sound files.
-using Contents = std::map<std::string, std::string>;
-Contents readContents(const std::filesystem::path& folder);
+/// What both tables of the feature "Tessary" hold: "TABLE ROWID" to the row's other columns.
+using StoredRows = std::map<std::string, std::string>;
 
-/// Expects each row to be as it was before or as it is to be after, wholly, or else to be `tolerated`.
-void expectWholeOrAbsent(const Contents& before, const Contents& after, const Contents& now,
-                         const Lines& tolerated = {});
+/// Expects sound files.
+StoredRows readRows(const std::filesystem::path& folder);
+
+/// The rows of `now` that are neither as in `before` nor as in `after`. A row can also be absent.
+Lines neitherOldNorNew(const StoredRows& before, const StoredRows& after, const StoredRows& now);
 
 #endif
