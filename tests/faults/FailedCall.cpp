@@ -15,19 +15,13 @@ protected:
     void SetUp() override {
         store.openVeldb();
         sqlite3_exec(store.db, "INSERT INTO T(appName) VALUES ('a')", nullptr, nullptr, nullptr);
-        queued[0]->appName = "queued";
-        store.cacheRow(queued);
+        queueRow(store, newRow("queued"));
     }
     void TearDown() override { store.freeRow(lent); }
-    int readCount() {
-        const VelDBDataRowKey everyRow("", VELDB_NO_VALUE);
-        auto rows = store.readAllocateDR<TessaryDatabase>(everyRow, 0, veldbOrderByNone, veldbDirNone);
-        return store.freeRow(rows);
-    }
 
     const Device device;
     StoreProbe<TessaryDatabase> store{0, "x.db", "T"};
-    decltype(store)::vecT queued = store.getRow(1), lent = store.getRow(1);
+    decltype(store)::vecT lent = store.getRow(1);
 };
 
 TEST_F(FailedCall, OfOperatorNewThrowsAnInt) {
@@ -39,7 +33,7 @@ TEST_F(FailedCall, OfOperatorNewThrowsAnInt) {
     const int created = store.createVeldbTables<TessaryDatabase>();
     const int written = store.VelDatabaseWriteCachedToDisk();
     const int deleted = store.deleteDeallocateDR<TessaryDatabase>(lent);
-    const int read = readCount();
+    const bool isRead = !rowsOf(store).empty();
     store.build_query_for_where_clause(VelDBDataRowKey("a", 1), clause);
     const int closed = store.closeVeldb();
     const int opened = store.openVeldb();
@@ -47,7 +41,7 @@ TEST_F(FailedCall, OfOperatorNewThrowsAnInt) {
     EXPECT_EQ(created, VELDB_SUCCESS);
     EXPECT_EQ(written, VELDB_SUCCESS);
     EXPECT_EQ(deleted, 1);
-    EXPECT_EQ(read, 0);
+    EXPECT_FALSE(isRead);
     EXPECT_EQ(clause, "");
     EXPECT_EQ(closed, VELDB_FAILURE);
     EXPECT_EQ(opened, VELDB_FAILURE);
@@ -74,9 +68,9 @@ TEST_F(FailedCall, OfOperatorNew) {
     feature.createHeavyGameDb();
     const Registry<Feature, FeatureInfo, TessaryFeature> lost("N");
     store.build_query_for_where_clause(VelDBDataRowKey("a", 1), clause);
-    readCount();
+    rowsOf(store);
     arm(Call::operatorNew, 1, false); // after the query: the row
-    readCount();
+    rowsOf(store);
     arm(Call::operatorNew, 2, false); // after the query and the list: the row
     const int added = feature.classify("a", 17);
     arm(Call::operatorNew, 3, false); // after the list and two rows
@@ -98,7 +92,7 @@ TEST_F(FailedCall, OfOperatorNew) {
 
 TEST_F(FailedCall, OfFinalize) {
     arm(Call::finalize, 0, true);
-    EXPECT_EQ(readCount(), 1);
+    EXPECT_EQ(rowsOf(store).size(), 1U);
     EXPECT_EQ(store.deleteDeallocateDR<TessaryDatabase>(lent), 0);
     arm(Call::finalize, 0, false); // of the insert
     EXPECT_EQ(store.VelDatabaseWriteCachedToDisk(), VELDB_FAILURE);

@@ -84,7 +84,7 @@ void expectWorking(FeatureProbe& feature, bool mayLeaveTransaction) {
     EXPECT_EQ(feature.weight("next.application"), 1);
     feature.remove("next.application");
     EXPECT_TRUE(!isLeft || mayLeaveTransaction);
-    EXPECT_EQ(Device::dropLog() != 0, isLeft);
+    EXPECT_EQ(!Device::takeLog().empty(), isLeft);
     EXPECT_FALSE(isTransactionLeft(*feature.appDb) || isTransactionLeft(*feature.heavyGameDb));
 }
 
@@ -99,12 +99,11 @@ struct Outcome {
 Outcome attempt(const Operation& operation, Call fault, long passing, bool lasting) {
     const Device device;
     const FaultVfs vfs;
-    Device::takeLog(); // its first call keeps some memory
     const long blocks = liveBlocks();
     const sqlite3_int64 sqliteBytes = sqlite3_memory_used();
     FeatureP feature = featureWithRows();
     Outcome outcome;
-    Device::dropLog();
+    Device::takeLog();
     arm(fault, passing, lasting);
     try {
         outcome.result = operation.run(feature);

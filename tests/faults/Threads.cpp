@@ -28,27 +28,16 @@ void runAtOnce(const std::vector<Job>& jobs) {
     }
 } // the destructors wait
 
-int readCount(Store& store, const std::string& name) {
-    const VelDBDataRowKey key(name, VELDB_NO_VALUE);
-    auto rows = store.readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
-    return store.freeRow(rows);
-}
-
-void queue(Store& store, const std::string& name) {
-    auto rows = store.getRow(1);
-    rows[0]->appName = name;
-    store.cacheRow(rows);
-}
-
 TEST(Threads, ReadsBesideChangesLogTheirOwnFailures) {
     const Device device;
     Store store(0, "Tessary.db", "Tessary");
     store.openVeldb();
-    queue(store, "kept");
-    const Job find = [&] { EXPECT_EQ(readCount(store, "kept"), 1); };
-    const Job fail = [&] { EXPECT_EQ(readCount(store, std::string("a\0", 2)), 0); }; // the query ends early
+    queueRow(store, newRow("kept"));
+    const Job find = [&] { EXPECT_EQ(rowsOf(store, {"kept", VELDB_NO_VALUE}).size(), 1U); };
+    const std::string noName("a\0", 2); // the query ends early
+    const Job fail = [&] { EXPECT_TRUE(rowsOf(store, {noName, VELDB_NO_VALUE}).empty()); };
     const Job change = [&] {
-        queue(store, "other");
+        queueRow(store, newRow("other"));
         store.VelDatabaseWriteCachedToDisk();
         sqlite3_exec(store.db, "BEGIN", nullptr, nullptr, nullptr);
         store.VelDatabaseWriteCachedToDisk(); // fails to begin, ends that transaction, then fails to commit
@@ -89,9 +78,9 @@ TEST(Threads, RowsQueuedWhileAnotherWritesBackAllArrive) {
     const Device device;
     Store store(0, "Tessary.db", "Tessary");
     store.openVeldb();
-    const Job queueRow = [&] { queue(store, "a"); };
+    const Job queue = [&] { queueRow(store, newRow("a")); };
     const Job writeBack = [&] { store.VelDatabaseWriteCachedToDisk(); };
-    runAtOnce({queueRow, queueRow, writeBack});
+    runAtOnce({queue, queue, writeBack});
     writeBack();
     EXPECT_EQ(Sql(device.file("Tessary.db")).run("SELECT count(*) FROM Tessary"), Lines{"200"});
 }

@@ -51,8 +51,3 @@ Lines Device::takeLog() {
     }
     return taken;
 }
-
-std::size_t Device::dropLog() {
-    const std::lock_guard<std::mutex> lock(guard);
-    return std::exchange(logged, 0);
-}

@@ -17,7 +17,7 @@ std::string contentOf(const std::filesystem::path& file);
 /// log. The path leads to the folder of the latest device. Close all connections before the device is destroyed.
 class Device {
 public:
-    Device() { dropLog(); }
+    Device() { takeLog(); }
 
     /// The real place of a file below "/data/vendor/vel/"; the folder itself without a name.
     std::filesystem::path file(const std::string& name = "") const { return directory.path() / name; }
@@ -25,9 +25,6 @@ public:
     /// Removes the lines logged so far and returns them as "E VELDB: openVeldb() #: message\n": the priority's letter
     /// and the text, with # for the source line. A line that is not of the common form is marked. Any thread may log.
     static Lines takeLog();
-
-    /// As takeLog, without needing memory: returns how many lines there were, also beyond the 512 that are kept.
-    static std::size_t dropLog();
 
 private:
     const velhost::TemporaryDirectory directory;
