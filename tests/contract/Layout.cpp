@@ -94,6 +94,15 @@ TEST(Contract, FieldsOfTheRowStoreKeepTheirOrder) {
                 store.dbDir, store.dbFileName);
 }
 
+TEST(Contract, RecordsStartWithoutValues) {
+    const AsyncTriggerPayload payload;
+    EXPECT_TRUE(payload.triggerId == 0 && payload.triggerArg == 0 && payload.triggerValue == 0);
+    const AsyncInfo async;
+    EXPECT_TRUE(!async.flag && async.id == 0 && async.kind == 0);
+    EXPECT_EQ(MeterInfo().param, 0);
+    EXPECT_EQ(featureData().value, 0);
+}
+
 /// The slot of a virtual operation: the ABI keeps its offset in the table in a pointer to member.
 template <typename Operation>
 std::size_t slotOf(Operation Feature::*operation) {

@@ -40,7 +40,7 @@ FeatureP featureWithRows() {
 /// Writes rows back as they were read.
 int rewrite(FeatureP& feature) {
     auto& store = *feature->appDb;
-    const VelDBDataRowKey key(other, VELDB_NO_VALUE);
+    const VelDBDataRowKey key(twice, VELDB_NO_VALUE);
     auto rows = store.readAllocateDR<TessaryDatabase>(key, 0, veldbOrderByNone, veldbDirNone);
     VelDBRowLoan<TessaryDatabase>(store, std::move(rows)).write();
     return 0;
@@ -64,7 +64,7 @@ const Operation operations[] = {
     {"report higher peaks", [](FeatureP& f) { return f->report(known, higherPeaks); }},
     {"report first peaks", [](FeatureP& f) { return f->report(noGame, gamePeaks); }},
     {"query", [](FeatureP& f) { return f->type(known); }},
-    {"write back what was read", rewrite},
+    {"write two rows back as they were read", rewrite},
 };
 
 /// Expects no statement to be left. Returns whether a transaction is.

@@ -310,16 +310,21 @@ struct Owned : FeatureOwnedObject {
     std::function<void()> deleted;
 };
 
-TEST_F(FeatureTest, DeletesItsObjectsThenWritesAndClosesItsDatabases) {
+TEST_F(FeatureTest, DeletesItsObjectsThenWritesAndClosesItsDatabasesInOrder) {
     Lines deletions;
+    const StatementTrace trace;
     const fs::path log = device.file("Tessary.db-wal"); // there while the database is open
+    start({});
     feature->ownedObjectA = new Owned([&] { deletions.push_back("A"); });
     feature->ownedObjectB = new Owned([&] { deletions.push_back(fs::exists(log) ? "B" : "B after the close"); });
     queueRow(*feature->appDb, newRow("queued"));
+    trace.take();
     std::unique_ptr<Feature>(std::move(feature)).reset(); // as the host does
     EXPECT_EQ(deletions, (Lines{"A", "B"}));
-    EXPECT_FALSE(fs::exists(log) || fs::exists(device.file("TessaryHeavyGame.db-wal")));
-    EXPECT_EQ(Sql(device.file("Tessary.db")).table("Tessary"), Lines{"1,NULL,'queued',NULL,X'0000000000000000'"});
+    const std::string begin = "BEGIN IMMEDIATE TRANSACTION;", commit = "COMMIT TRANSACTION;";
+    const std::string insert = "INSERT INTO Tessary(intcol1, appName, rsvdName, blob) VALUES (?,?,?,?)";
+    EXPECT_EQ(trace.take(), (Lines{begin, insert, commit, begin, commit})) << "the classifications, then no peaks";
+    EXPECT_FALSE(fs::exists(log) || fs::exists(device.file("TessaryHeavyGame.db-wal"))) << "closed";
 }
 
 } // namespace

@@ -281,6 +281,7 @@ TEST_F(RowStore, DoesNothingOnceClosed) {
     EXPECT_EQ(write({newRow("a"), newRow("b")}), 2);
     EXPECT_EQ(remove({storedRow(1)}), 1);
     EXPECT_EQ(namesRead(), Lines{});
+    EXPECT_EQ(store->VelDatabaseWriteCachedToDisk(), VELDB_SUCCESS);
     EXPECT_EQ(store->cacheList.size(), 2U);
     store.reset();
     EXPECT_EQ(device.takeLog(), Lines{"E VELDB: ~VelDBDataTable() #: ERROR:Dbt=T blstSz=0, clstSz=2\n"});
