@@ -123,7 +123,8 @@ std::string composeCreate(const std::string& tableName) {
 }
 
 void composeInsert(const std::string& tableName, std::string& query) {
-    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size()); // the update's text comes next
+    // Enough for the longer update, which is composed next into the same string.
+    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size());
     compose(query, "INSERT INTO ", tableName, insertColumns);
 }
 
