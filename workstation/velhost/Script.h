@@ -8,11 +8,12 @@
 
 #include "host/AsyncTriggerPayload.h"
 
-// The language of the scripts: one call of the feature per line. `velhost replay --help` describes it.
+// The language of the scripts: one call of the feature per line. `velhost replay --help` describes it. In every call
+// the application's name may hold any bytes, and may be empty.
 
 namespace velhost {
 
-/// Values that are reported for an application. In every call a name may hold any bytes, or none.
+/// Values that are reported for an application.
 struct ReportCall {
     std::string appName;
     std::vector<int> values;
