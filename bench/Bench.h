@@ -50,8 +50,7 @@ std::string applicationName(unsigned number);
 /// A name that applicationName never returns, of the same length.
 constexpr const char* addedName = "com.example.added00000";
 
-/// Creates a table as the row store does and stores `count` applications in it. All have the same payload: the bytes
-/// that `payload` gives in hexadecimal.
+/// Creates a table as the row store does, with `count` applications. `payload`, in hexadecimal, is the same for all.
 void storeApplications(const std::string& fileName, const std::string& table, const std::string& payload,
                        unsigned count);
 

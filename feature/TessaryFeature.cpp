@@ -125,8 +125,7 @@ int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, in
     return added ? 1 : 0;
 }
 
-/// Returns `field` of the application's first row. Returns 0 without a store, for a refused name and when there is no
-/// row.
+/// Returns `field` of the application's first row, or 0 without a row or a store and for a refused name.
 int queryClassification(VelDatabase<TessaryDatabase>* store, const std::string& appName,
                         std::int32_t TessaryDatabase::*field) {
     if (store == nullptr || !isApplicationName(appName)) {

@@ -65,8 +65,7 @@ public:
     /// With `op` 0, removes the application from both tables: first the classification, then the peaks, in two
     /// transactions. With any other `op`, sets its type code and adds an unknown application with weight 0; if the
     /// application has several rows, deletes them instead.
-    /// Returns 1. Returns 0 without a classifier database, for a refused name, when out of memory for a row, and when
-    /// it deleted rows instead.
+    /// Returns 1. Returns 0 without a classifier database, when out of memory for a row, and when it deleted instead.
     int updateToClassifierDataBase(std::string& appName, int op, int type);
 
     /// Handles the weight trigger: sets the weight of a known application to any value. Returns 1. Returns 0 and

@@ -15,8 +15,7 @@ public:
     /// object.
     VelDBLog(const char* operationName, const char* subjectName) : operation(operationName), subject(subjectName) {}
 
-    /// How a line with SQLite's message begins: "ERROR:" or "sql:ERROR:". Each operation keeps its own, because people
-    /// search logs for it.
+    /// How a line with SQLite's message begins: "ERROR:" or "sql:ERROR:". Fixed per call: people search logs for it.
     enum class Prefix { error, sqlError };
 
     /// A statement did not compile or failed as a whole. Logs SQLite's message. The caller must have held a

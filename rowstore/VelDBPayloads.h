@@ -14,8 +14,7 @@ struct TessaryDatabase { // NOLINT(cppcoreguidelines-pro-type-member-init): a ty
     std::int32_t appWeight = 0;
 };
 
-/// The payload of one row of the table "HeavyGame": the largest values ever reported of an application's three
-/// measurements.
+/// The payload of one row of the table "HeavyGame": an application's peaks, the largest values ever reported.
 struct HeavyGameClassifierDatabase {
     /// Of element 0 of the reports; counts twice in the verdict.
     std::int32_t peak0 = 0;

@@ -123,8 +123,7 @@ std::string composeCreate(const std::string& tableName) {
 }
 
 void composeInsert(const std::string& tableName, std::string& query) {
-    // Enough for the longer update, which is composed next into the same string.
-    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size());
+    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size()); // enough for the update, composed next
     compose(query, "INSERT INTO ", tableName, insertColumns);
 }
 

@@ -84,8 +84,7 @@ void VelDBStatement::bindText(int parameter, const std::string& text) {
 }
 
 void VelDBStatement::bindRowid(int parameter, std::int64_t rowid) {
-    // Ids beyond 32 bits occur only after another program stored one. Cut short, such an id would name another
-    // application's row.
+    // Another program can cause ids beyond 32 bits. Cut short, one would name another application's row.
     using Int = std::numeric_limits<int>;
     const bool fits = rowid >= Int::min() && rowid <= Int::max();
     check(fits ? sqlite3_bind_int(handle, parameter, static_cast<int>(rowid))

@@ -7,8 +7,7 @@
 
 // The results, orderings and limits that the whole row store shares, and its bounded copy.
 
-/// The result of an operation that opens, closes, creates or writes back. Some return it as an int. Operations that
-/// return any other int return a count.
+/// The result of opening, closing, creating or writing back, also where that is an int. Other int results are counts.
 enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.

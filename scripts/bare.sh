@@ -31,8 +31,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# in_private COMMAND...: runs it in new mount and PID namespaces. Its mounts and processes go when it ends, however it
-# ends.
+# in_private COMMAND...: runs it in new mount and PID namespaces, which end with it, however it ends.
 in_private() {
   local status=0
   unshare --pid --fork --kill-child --mount --propagation private "$@" &

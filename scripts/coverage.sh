@@ -11,8 +11,7 @@ cmake --build "$folder"
 find "$folder" -name '*.gcda' -delete
 ctest --test-dir "$folder" --output-on-failure --parallel "$(nproc)" "$@"
 
-# Only the objects of these folders, workstation/ for the headers of host/. Tests that make another kind of store have
-# their own copy of the templates.
+# Only these folders' objects, workstation's for host/. A test with another kind of store has its own templates.
 coverage() {
   (cd "$folder" && gcovr --root "$project_root" --object-directory "$folder" \
     --filter "$project_root/feature/" --filter "$project_root/rowstore/" --filter "$project_root/host/" \

@@ -118,8 +118,7 @@ Exit run(int argc, char** argv) {
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
     app.set_version_flag("--version", std::string("velhost, ") + tessaryVersion);
     app.footer(mainFooter);
-    // Not (1, 1), which would report a misspelt command as a missing one. A missing one is refused below.
-    app.require_subcommand(0, 1);
+    app.require_subcommand(0, 1); // a missing one is refused below: (1, 1) would call a misspelt one missing
     const CLI::App* replayCommand = addReplay(app, replayOptions);
     const CLI::App* dumpCommand = addDump(app, dumpOptions);
     try {

@@ -18,8 +18,7 @@ DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     if (name.find('/') != std::string::npos) {
         throw Error(Exit::refused, "the name " + inQuotes(name) + " must not hold a '/'");
     }
-    // SQLite would only say that it cannot open the file. A file name has at most 255 bytes; 240 leave more than enough
-    // for "-journal".
+    // SQLite would only say that it cannot open the file. File names end at 255 bytes; 240 leaves room for "-journal".
     const std::string longest = fs::absolute(heavyGame).native();
     if (longest.size() + sizeof("-journal") > DeviceVfs::longestPath() || heavyGame.filename().native().size() > 240) {
         throw Error(Exit::refused, longest + ": the path is too long");

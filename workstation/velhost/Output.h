@@ -15,8 +15,7 @@ void writeOutput(std::string_view text, bool isLast = false);
 /// Writes one line to standard error, escaped.
 void writeMessage(std::string_view text);
 
-/// Returns 0 when standard output is no terminal. Otherwise returns COLUMNS if it is a positive number, else the
-/// terminal's width, or 80 when that is not known.
+/// Returns 0 when standard output is no terminal; else COLUMNS, if positive, else the terminal's width, 80 if unknown.
 std::size_t terminalWidth();
 
 } // namespace velhost

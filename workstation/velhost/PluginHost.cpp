@@ -25,8 +25,7 @@ using Shared = RegistryBase<Feature, FeatureInfo>;
 } // namespace
 
 PluginHost::PluginHost(const std::string& path) {
-    // Absolute, because dlopen searches the system's folders for a name without a slash. Not empty: that would mean
-    // this program.
+    // dlopen searches the system's folders for a name without a slash, and takes an empty one for this program.
     std::error_code error;
     const std::string absolute = std::filesystem::absolute(path, error);
     // RTLD_NOW: a plug-in that lacks a symbol is refused here and does not end the replay halfway.

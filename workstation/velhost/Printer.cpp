@@ -16,8 +16,7 @@ namespace {
 constexpr std::size_t columnCount = 7;
 // On a terminal the names get the width that the other columns leave free, but at least this.
 constexpr std::size_t narrowestName = 24;
-// Elsewhere names are never shortened. The columns line up for names up to this width; a longer name shifts its own
-// line.
+// Elsewhere names are never shortened. Columns line up for names up to this width; a longer one shifts its own line.
 constexpr std::size_t longestLinedUp = 255;
 
 using Cells = std::array<std::string, columnCount>;

@@ -8,8 +8,7 @@
 
 #include "host/AsyncTriggerPayload.h"
 
-// The language of the scripts: one call of the feature per line. `velhost replay --help` describes it. In every call
-// the application's name may hold any bytes, and may be empty.
+// The scripts: one call of the feature per line (`velhost replay --help`). A name may hold any bytes, and may be empty.
 
 namespace velhost {
 

@@ -110,8 +110,7 @@ private:
         std::string first;
         int count = 0;
         while (sqlite3_step(findings.get()) == SQLITE_ROW) {
-            // A row may hold several findings, one a line, after a heading that begins with "***".
-            std::istringstream lines(text(findings.get(), 0));
+            std::istringstream lines(text(findings.get(), 0)); // one finding a line, after a "***" heading
             for (std::string line; std::getline(lines, line);) {
                 if (line.rfind("***", 0) != 0) {
                     first = count++ == 0 ? line : first;

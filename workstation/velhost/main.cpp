@@ -8,8 +8,7 @@
 
 namespace {
 
-/// Opens /dev/null for each standard stream that is closed. Otherwise a database could get its descriptor, and what is
-/// printed would be written into the database.
+/// Opens /dev/null for each closed standard stream. Otherwise a database could get its descriptor and be printed into.
 void occupyStandardStreams() {
     for (const int stream : {0, 1, 2}) {
         if (fcntl(stream, F_GETFD) == -1) {
