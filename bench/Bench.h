@@ -9,11 +9,11 @@
 
 namespace bench {
 
-/// What the process has done since it began, SQLite's work included. The difference of two is what a call costs.
+/// What the process has done since it began. The difference of two is what a call costs.
 struct Counters {
-    std::uint64_t heap;  ///< calls of `operator new`; SQLite's own memory does not come from there
+    std::uint64_t heap;  ///< calls of `operator new`, which SQLite does not use
     std::uint64_t syncs; ///< calls of fdatasync
-    std::uint64_t bytes; ///< bytes that files took by pwrite64
+    std::uint64_t bytes; ///< bytes written with pwrite64
 };
 
 Counters counters();
@@ -27,15 +27,15 @@ struct Job {
 /// A job that can be started any number of times.
 struct JobKind {
     std::string name; ///< "what/rows/by whom"
-    unsigned rounds;  ///< how often to run it
+    unsigned runs;    ///< how many times to run it
     /// Makes the job and fills its tables. `directory` is where the device's files lie, and must outlive the job.
     std::function<Job(const std::filesystem::path& directory)> start;
 };
 
-/// Where rows are few, enough rounds for two checkpoints of the write-ahead log.
-constexpr unsigned roundsFor(unsigned rows) { return rows <= 200 ? 2000 : 400000 / rows; }
+/// With few rows, enough runs to show rare work such as checkpoints. With many, fewer runs to save time.
+constexpr unsigned runsFor(unsigned rows) { return rows <= 200 ? 2000 : 400000 / rows; }
 
-/// The row store's jobs, each by every layer, the layers of one job side by side.
+/// Returns the row store's jobs. Every layer (see Rows.h) does each job; the layers of one job follow each other.
 std::vector<JobKind> storeJobs();
 
 /// The feature's calls as a host makes them, and its start and end.
@@ -47,7 +47,10 @@ void requireSameWork();
 /// Returns the name of application `number`. The length is a usual one, and the same for all numbers below 100,000.
 std::string applicationName(unsigned number);
 
-/// Creates a table as the row store does and stores `count` applications with the same payload, in hexadecimal.
+/// A name that applicationName never returns, of the same length.
+constexpr const char* addedName = "com.example.added00000";
+
+/// Creates a table as the row store does, with `count` applications. `payload`, in hexadecimal, is the same for all.
 void storeApplications(const std::string& fileName, const std::string& table, const std::string& payload,
                        unsigned count);
 

@@ -10,7 +10,7 @@ namespace {
 
 bench::Counters counted{};
 
-/// The SQLite library finds these before the C library's.
+/// Exports a function: the SQLite library then calls it in place of the C library's.
 #define BENCH_INTERPOSED extern "C" __attribute__((visibility("default")))
 
 } // namespace

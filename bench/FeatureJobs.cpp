@@ -13,12 +13,11 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the host sends. The operation stands above the type: 0 removes, any other adds or changes.
+// What the host sends. Bits 31..24 of the argument are the operation (0 removes, any other adds or changes), bits 23..0
+// the type.
 constexpr std::uint32_t classificationTrigger = 4164;
 constexpr std::uint32_t weightTrigger = 4165;
 constexpr std::uint32_t addOperation = 3U << 24U;
-
-constexpr const char* addedName = "com.example.added00000";
 
 /// A host: its feature, made by the registered factory, and the arguments of the next call.
 struct Host {
@@ -26,7 +25,7 @@ struct Host {
     std::string known; ///< an application that is stored
     std::unique_ptr<Feature> feature;
     std::string name;
-    int value = 0; ///< another one in each round: SQLite does not write what stays the same
+    int value = 0; ///< another one in each run: SQLite does not write what stays the same
 };
 
 // What is measured. Names that the feature takes by value are moved in: a copy would count as its allocation.
@@ -66,14 +65,14 @@ void prepareUnknown(Host& host) {
     host.name = addedName;
 }
 
-void prepareMeasured(Host& host) {
+void prepareReported(Host& host) {
     host.name = addedName;
     classify(host);
     host.name = addedName;
     report(host);
 }
 
-/// A weight that is not the verdict's: a report then changes both tables.
+/// Sets a weight that no verdict gives. The report then changes the weight too, and so writes both tables.
 void prepareWeighed(Host& host) {
     host.feature->runAsync({weightTrigger, 0, host.known, 2});
     prepareKnown(host);
@@ -121,7 +120,7 @@ constexpr FeatureJobKind calls[] = {
     {"weight", prepareKnown, weigh},
     {"setData", prepareWeighed, report},
     {"setData, nothing new", prepareKnown, reportNothingNew},
-    {"remove", prepareMeasured, remove},
+    {"remove", prepareReported, remove},
 };
 
 constexpr FeatureJobKind startsAndEnds[] = {
@@ -130,8 +129,8 @@ constexpr FeatureJobKind startsAndEnds[] = {
     {"end after reports", restartAndReport, end},
 };
 
-JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned rounds) {
-    return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", rounds,
+JobKind jobKind(const FeatureJobKind& kind, unsigned stored, unsigned runs) {
+    return {std::string(kind.name) + '/' + std::to_string(stored) + "/feature", runs,
             [&kind, stored](const fs::path& directory) {
                 storeApplications("Bench.db", "Tessary", "1100000000000000", stored);
                 storeApplications("BenchHeavyGame.db", "HeavyGame", "000000000000000000000000", stored);
@@ -153,7 +152,7 @@ std::vector<JobKind> featureJobs() {
     std::vector<JobKind> jobs;
     for (const FeatureJobKind& kind : calls) {
         for (const unsigned stored : {10U, 200U, 1000U, 10000U}) {
-            jobs.push_back(jobKind(kind, stored, roundsFor(stored)));
+            jobs.push_back(jobKind(kind, stored, runsFor(stored)));
         }
     }
     for (const FeatureJobKind& kind : startsAndEnds) {

@@ -103,9 +103,9 @@ int main(int argc, char** argv) {
         for (const auto& kinds : {bench::storeJobs(), bench::featureJobs()}) {
             for (const bench::JobKind& kind : kinds) {
                 // Instructions hardly vary from run to run, and callgrind is slow.
-                const unsigned rounds = RUNNING_ON_VALGRIND == 0 ? kind.rounds : std::max(2U, kind.rounds / 60);
+                const unsigned runs = RUNNING_ON_VALGRIND == 0 ? kind.runs : std::max(2U, kind.runs / 60);
                 auto* job = benchmark::RegisterBenchmark(kind.name.c_str(), measure, kind);
-                job->Iterations(rounds)->UseManualTime()->Unit(benchmark::kMicrosecond);
+                job->Iterations(runs)->UseManualTime()->Unit(benchmark::kMicrosecond);
             }
         }
         benchmark::Initialize(&argc, argv);

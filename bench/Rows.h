@@ -8,9 +8,9 @@
 #include "rowstore/VelDBPayloads.h"
 
 // A layer is one way to keep rows in SQLite, in the table "Tessary" of an existing file. All use the same settings and
-// statements. Each call compiles its statements anew, from texts of exact length, and each change is one transaction.
-// A row to write has a name and a payload and no other value. What SQLite refuses is thrown or, by the row store,
-// logged; either ends the measurement, and what the call held is lost.
+// statements. Each call compiles its statements anew, and each change is one transaction. A row to write has a name and
+// a payload and no other value. On an error the row store logs, the other layers throw. Either ends the measurement and
+// leaks what the failed call held.
 
 namespace bench {
 

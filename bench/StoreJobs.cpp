@@ -33,8 +33,6 @@ public:
     sqlite3* connection() { return db; }
 };
 
-constexpr const char* addedName = "com.example.added00000";
-
 /// What a job works on: a layer, and the rows between the two steps.
 template <typename Layer>
 struct StoreFixture {
@@ -43,7 +41,7 @@ struct StoreFixture {
     std::string known; ///< the name of a stored row
     Rows rows;
 
-    /// A read that finds nothing would be the fastest of all.
+    /// Checks the number of rows: a read that found nothing would look very fast.
     void read(const std::string& appName, std::size_t expected) {
         rows = layer.read(appName);
         if (rows.size() != expected) {
@@ -93,7 +91,8 @@ struct StoreFixture {
 template <typename Layer>
 std::vector<JobKind> jobsOf(const std::string& layerName) {
     using Fixture = StoreFixture<Layer>;
-    // Changes of one row work on tables so small that a commit changes one page.
+    // The number in a name is the stored rows, for writes the rows of one transaction. Writes work on tables so small
+    // that changing one row changes one page.
     const struct {
         const char* name;
         unsigned stored;
@@ -121,7 +120,7 @@ std::vector<JobKind> jobsOf(const std::string& layerName) {
             return Job{[kind, fixture] { (*fixture.*kind.prepare)(); }, [kind, fixture] { (*fixture.*kind.run)(); }};
         };
         jobs.push_back(
-            {std::string(kind.name) + '/' + layerName, roundsFor(std::max(kind.stored, kind.rowsPerRun)), start});
+            {std::string(kind.name) + '/' + layerName, runsFor(std::max(kind.stored, kind.rowsPerRun)), start});
     }
     return jobs;
 }
@@ -139,8 +138,8 @@ int appendSetting(void* text, int, char** values, char** names) {
     return 0;
 }
 
-/// Updates 8 rows and inserts 2 in one transaction and deletes one. Returns the settings and what reads then find: 9
-/// rows, whose ids tell whether they were updated in place, and 1 by its name.
+/// Updates 8 rows and inserts 2 in one transaction, then deletes one. Returns, as text, three settings, the 9 rows that
+/// are left and one of them read by name. The row ids show whether rows were updated in place.
 template <typename Layer>
 std::string changeAndRead() {
     const velhost::TemporaryDirectory directory;

@@ -1,6 +1,6 @@
 """Measures everything and prints the tables of docs/performance.md, or checks the limits.
 
-    report.py PROGRAM [ROUNDS]     ROUNDS: how often to take the times, 9
+    report.py PROGRAM [ROUNDS]     ROUNDS: how many times to measure the time (default 9)
     report.py PROGRAM check
 """
 
@@ -14,8 +14,8 @@ import subprocess
 import sys
 import tempfile
 
-# Instructions of the row store in proportion to the plain C API, as measured. A job may add half as much again, and
-# 1.5 % in any case: the state of the heap alone makes a percent.
+# Instructions of the row store in proportion to the plain C API, as measured. The limit is 1.5 times the measured extra
+# and at least 1.5 %, because the state of the heap alone moves the ratio by 1 %.
 RATIOS = {
     "lookup/10": 1.016, "lookup/200": 1.008, "lookup/1000": 1.005, "lookup/10000": 1.000, "read all/10000": 1.004,
     "insert/1": 1.021, "update/1": 1.021, "delete/1": 1.024, "insert/100": 1.115, "insert/10000": 1.133,
@@ -55,8 +55,8 @@ def run(program, files, *options, under=()):
 
 
 def read_profile(path):
-    """Returns the job's name, its instructions, and those outside SQLite: SQLite's functions with all that they call
-    left out, memory and files included."""
+    """Returns the job's name, all its instructions, and those outside SQLite. Whatever SQLite calls, such as memory and
+    file functions, counts as SQLite."""
     name, total, sqlite = "", 0, 0
     here = called = ""
     after_calls = False

@@ -1,8 +1,8 @@
 #include "host/AppState.h"
 #include "rowstore/VelDatabase.h"
 
-// The row store supports the host's application-state table, which this plug-in does not have. Compiling the operations
-// that such a store has shows that they still fit; the linker drops them.
+// Nothing uses this code, and the linker drops it. It compiles only while the row store supports the host's
+// application-state table, which this plug-in does not have.
 template VelDatabase<AppState>::~VelDatabase();
 template int VelDatabase<AppState>::openVeldb();
 template int VelDatabase<AppState>::VelDatabaseInit();

@@ -21,7 +21,7 @@
 // The feature's type information refers to that of Feature, which a host built with -fno-rtti lacks. The reference is
 // weak, so that the plug-in loads there as well. The variable has another name, because g++ declares the symbol itself.
 extern __attribute__((weak, visibility("default"))) const char typeOfFeature[] __asm__("_ZTI7Feature");
-// Unused, clang would drop the declaration.
+// Keeps clang from dropping the declaration.
 __attribute__((used)) static const char* const keptTypeOfFeature = typeOfFeature;
 
 namespace {
@@ -54,7 +54,8 @@ void logNotOpened(const char* operation, int result, int line) {
     VEL_LOG_ERROR("Error in DB initialization - createFeatureInputDb  %d", component, operation, line, result);
 }
 
-/// Does nothing when `store` is open. Leaves it null when out of memory or when it cannot be opened.
+/// Does nothing when `store` is open. Leaves it null when the database cannot be opened or there is no memory for the
+/// store object. Throws std::bad_alloc when out of memory for a name.
 template <typename T>
 void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, const char* ending,
                const char* tableName, const char* operation, int line = __builtin_LINE()) {
@@ -75,13 +76,12 @@ void openStore(std::unique_ptr<VelDatabase<T>>& store, const std::string& name, 
 /// Only "true" counts, not "1" or "yes".
 bool readHeavyGameProperty() {
     const PropVal property = perf_get_prop("ro.vendor.perf.wlc.heavygame", "false");
-    // Bounded: a value that fills the buffer may lack its NUL.
+    // Bounded, in case a device's client leaves a value of full length without its NUL.
     const std::string value(property.value, strnlen(property.value, sizeof(property.value)));
     return value == "true";
 }
 
-/// An empty name would select every application's rows. A query with a NUL byte does not compile: the application would
-/// never be found, and each classification would add a row.
+/// False for a name that the feature refuses; TessaryFeature.h says why.
 bool isApplicationName(const std::string& appName) {
     return !appName.empty() && appName.find('\0') == std::string::npos;
 }
@@ -118,15 +118,14 @@ int classify(VelDatabase<TessaryDatabase>& store, const std::string& appName, in
         known.write();
         return 1;
     }
-    // Duplicates: nobody can tell which row is right, so all are deleted. The next trigger adds one. An unknown
-    // application comes here too, with nothing to delete: the agreed sequence of calls includes this delete. It costs a
-    // second, empty transaction.
+    // Duplicates: nobody can tell which row is right, so all are deleted; the next trigger adds one. An unknown
+    // application has nothing to delete, but the agreed sequence of calls includes the delete: one empty transaction.
     const bool added = known.empty() && insertRow(store, appName, TessaryDatabase{type});
     known.remove();
     return added ? 1 : 0;
 }
 
-/// Answers `field` of the application's first row, or 0.
+/// Returns `field` of the application's first row, or 0 without a row or a store and for a refused name.
 int queryClassification(VelDatabase<TessaryDatabase>* store, const std::string& appName,
                         std::int32_t TessaryDatabase::*field) {
     if (store == nullptr || !isApplicationName(appName)) {
@@ -277,7 +276,7 @@ int TessaryFeature::getAppWeight(std::string& appName) {
     return queryClassification(appDb.get(), appName, &TessaryDatabase::appWeight);
 }
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): called by the host as a member
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): exported as a member
 int TessaryFeature::calculateWeight(int a, int b, int c) {
     // Unsigned, because the sum may wrap. The wrapped result is compared as signed.
     const auto sum =

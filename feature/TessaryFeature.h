@@ -12,23 +12,23 @@
 
 /// Classifies applications by package name. Keeps a type code and a weight for each in the table "Tessary", and the
 /// peaks of three measurements in the table "HeavyGame". Keeps no copy in memory: every query reads the table, and
-/// every accepted change is committed before the call returns, unless the store logs a failure.
+/// every change is committed before the call returns, unless it is refused or the row store logs a failure.
 ///
 /// The host makes it through the registry, drives it through `Feature` and deletes it through `Feature*`.
 ///
-/// Threads: starts none and has no lock. Queries (getData, getAppType, getAppWeight) may run on any threads beside one
-/// change. createFeatureInputDb and createHeavyGameDb must run alone. All other operations are changes: call one at a
-/// time. VelDatabase says when even queries must not overlap.
+/// Threads: as VelDatabase; the feature starts no thread and adds no lock. getData, getAppType and getAppWeight are
+/// reads. createFeatureInputDb and createHeavyGameDb open a store, so nothing else may run meanwhile. All other
+/// operations are changes, one at a time.
 ///
-/// Names: an empty name would select every application's rows, and no query can hold a NUL byte. A change of such a
-/// name does nothing and returns 0, a query answers 0; neither logs.
+/// Names: an empty name would select every application's rows. A name with a NUL byte would never be found, so each
+/// classification would add a row. Changes and queries refuse both: they return 0 and do not log the refusal.
 ///
-/// Failures of a store are only logged, by the store; no result shows them. A failed look-up looks like an unknown
-/// application, so a change may add a second row. A change whose statements cannot be compiled stays queued. What
-/// follows from both is in docs/reliability.md.
+/// Failed reads, writes and deletes are only logged, by the row store; no result shows them. A failed look-up looks
+/// like an unknown application, so a change may add a second row. A change whose statements cannot be compiled stays
+/// queued. What follows from both is in docs/reliability.md.
 ///
-/// Exceptions: only std::bad_alloc, when a name, a list of values, a row's vector or the write queue cannot be
-/// allocated. Nothing is leaked then. What was not written stays as it was.
+/// Exceptions: std::bad_alloc; the constructor also throws whatever the host's FeatureState throws. Nothing is leaked
+/// then. What was not written stays as it was.
 class HOST_EXPORT TessaryFeature : public Feature {
 public:
     /// Opens both databases, named after `description.name`, and reads the system property
@@ -57,33 +57,32 @@ public:
     /// Calls updateWeightToClassifier. Always returns 0.
     int setData(std::string& appName, std::vector<int> values) override;
 
-    /// Opens the database unless it is open. Leaves it missing when it cannot be opened, which is logged, or when out
-    /// of memory for the store.
+    /// Open the classifier database and the heavy-game database, unless it is open already. A database that cannot be
+    /// opened is logged and stays missing. When out of memory for its store, it stays missing without a log line.
     void createFeatureInputDb();
     void createHeavyGameDb();
 
-    /// Removes the application from both tables when `op` is 0. Otherwise sets its type code, and adds an unknown
-    /// application with weight 0. Deletes all rows instead when the application has several.
-    /// Returns 1. Returns 0 without a classifier database, when out of memory for a row, and when it deleted several.
-    /// A removal makes two transactions, the classification's first. If only that one succeeds, the peaks stay, and the
-    /// application has them again when it is next classified.
+    /// With `op` 0, removes the application from both tables: first the classification, then the peaks, in two
+    /// transactions. With any other `op`, sets its type code and adds an unknown application with weight 0; if the
+    /// application has several rows, deletes them instead.
+    /// Returns 1. Returns 0 without a classifier database, when out of memory for a row, and when it deleted instead.
     int updateToClassifierDataBase(std::string& appName, int op, int type);
 
-    /// Sets the weight of a known application to any value. Returns 1. Returns 0 and changes nothing when the
-    /// application does not have exactly one row, and without a classifier database.
+    /// Handles the weight trigger: sets the weight of a known application to any value. Returns 1. Returns 0 and
+    /// changes nothing when the application does not have exactly one row, and without a classifier database.
     int updateWeightToTessary(std::string& appName, int weight);
 
-    /// Raises the application's peaks to the first three of `values` where these are larger, and sets its weight to the
-    /// heavy-game verdict of the new peaks. Returns 1, even if the peaks could not be stored. Returns 0 and changes
-    /// nothing when a database is missing, with fewer than three values, when the application does not have exactly one
-    /// classification, and when it has several rows of peaks.
+    /// Handles a report: raises each of the application's three peaks to the value reported for it, if that is larger.
+    /// Then sets the weight to the heavy-game verdict of the new peaks. Returns 1, even if the peaks could not be
+    /// stored. Returns 0 and changes nothing when a database is missing, with fewer than three values, when the
+    /// application does not have exactly one classification, and when it has several rows of peaks.
     int updateWeightToClassifier(std::string& appName, std::vector<int> values);
 
     /// Adds a row of peaks without looking for an existing one. `values` must hold at least three. Returns 1. Returns 0
     /// without a heavy-game database and when out of memory for a row.
     int writeHeavyGameDb(std::string& appName, std::vector<int> values);
 
-    /// Return what getData stores.
+    /// Return the type code or the weight as getData does, 0 included.
     int getAppType(std::string& appName);
     int getAppWeight(std::string& appName);
 
@@ -95,7 +94,8 @@ public:
 protected:
     std::unique_ptr<VelDatabase<TessaryDatabase>> appDb;                   ///< null when it could not be opened
     std::unique_ptr<VelDatabase<HeavyGameClassifierDatabase>> heavyGameDb; ///< null when it could not be opened
-    bool heavyGameEnabled = false;                                         ///< when true, the weight trigger is ignored
+    /// When true, the weight trigger is ignored. The verdict is always computed.
+    bool heavyGameEnabled = false;
 };
 
 #endif

@@ -6,7 +6,7 @@
 /// The payload record of the host's application-state table. The row store can keep it. This plug-in has no such table
 /// and gives the field no meaning.
 struct AppState {
-    /// The host's. Stored unchanged.
+    /// Stored unchanged.
     std::int32_t state;
 };
 

@@ -8,7 +8,7 @@
 
 /// What the host delivers with an asynchronous trigger. Each feature decides which trigger codes it handles and how it
 /// decodes the arguments (TessaryFeature::runAsync). Passed by value: a feature may change its copy.
-/// An open record: add the fields that the host has after `triggerValue`.
+/// An open record (see Feature): add the fields that the host has after `triggerValue`.
 struct HOST_EXPORT AsyncTriggerPayload {
     /// The trigger code, compared for equality only.
     std::uint32_t triggerId = 0;

@@ -20,8 +20,9 @@
 
 /// A host object that a feature may own. The host sets it; the feature deletes it through the virtual destructor, on
 /// the thread that deletes the feature.
-/// An open record: put the host's class in its place. The destructor must have the same virtual-table slot as there, or
-/// the delete calls another operation. If the host has two classes, declare both and give each pointer its own.
+/// An open record (see Feature): put the host's class in its place. The destructor must have the same virtual-table
+/// slot as in the host's class, or the delete calls another function. If the host has two classes, declare both and
+/// give each pointer its own.
 class HOST_EXPORT FeatureOwnedObject {
 public:
     virtual ~FeatureOwnedObject() = default;
@@ -39,7 +40,7 @@ public:
 class HOST_EXPORT Feature {
 public:
     /// Keeps the description, builds `state` from its name and reads the system property "vendor.debug.trace.perf" into
-    /// `tracePerf`. Throws std::bad_alloc, and whatever the host's FeatureState throws.
+    /// `tracePerf`. Can throw std::bad_alloc, and whatever the host's FeatureState throws.
     explicit Feature(FeatureInfo description);
 
     /// The host deletes a feature through `Feature*`. `worker` must have been joined. The derived destructor deletes
@@ -54,7 +55,7 @@ public:
     /// exception.
     virtual void runAsync(AsyncTriggerPayload payload);
 
-    /// This plug-in does not override them. Only the host knows what they do.
+    /// Two operations that this plug-in does not override. Only the host knows what they do.
     virtual void runAsyncIdle(const std::atomic<bool>& flag);
     virtual void runAsyncPeriodic(const std::atomic<bool>& flag);
 
@@ -71,7 +72,7 @@ public:
     /// Takes a report of values for an application. Each feature decides how many it needs. Returns 0.
     virtual int setData(std::string& appName, std::vector<int> values);
 
-    // Public: the host's compiled code uses them. Members without a comment are the host's.
+    // Public, because the host's compiled code uses them. Only the host uses the members without a comment.
 
     /// The feature's name, from the description.
     std::string name;

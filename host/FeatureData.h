@@ -6,7 +6,7 @@
 #include "host/Export.h"
 
 /// The answer record of Feature::getData. The host owns it; a feature writes `value` and nothing else.
-/// An open record: add the fields that the host has after `value`.
+/// An open record (see Feature): add the fields that the host has after `value`.
 struct HOST_EXPORT featureData {
     /// The answer; its meaning depends on what was asked.
     std::int32_t value = 0;

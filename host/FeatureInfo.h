@@ -38,11 +38,10 @@ struct HOST_EXPORT MeterInfo {
 };
 
 /// The description from which a factory builds a feature. Passed by value; the feature keeps its copy.
-/// Copying throws std::bad_alloc.
+/// Copying can throw std::bad_alloc.
 struct HOST_EXPORT FeatureInfo {
     /// The feature's name. Must be usable as a file name: the database files are named after it.
     std::string name;
-    // The host's; a plug-in does not read them.
     std::unordered_map<unsigned int, std::unordered_set<int>> idSets;
     std::int32_t param = 0;
     std::vector<MeterInfo> meters;

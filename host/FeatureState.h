@@ -7,10 +7,10 @@
 
 /// The host's state object of one feature, embedded in Feature. Implemented by the host library; the plug-in only
 /// constructs and destroys it.
-/// An open record: give it the host's fields. Its size decides where the later members of Feature lie.
+/// An open record (see Feature): give it the host's fields. Its size decides where the later members of Feature lie.
 class HOST_EXPORT FeatureState {
 public:
-    /// Builds the state of the feature called `featureName`, which is copied. Throws std::bad_alloc.
+    /// Builds the state of the feature called `featureName`, which is copied. Can throw std::bad_alloc.
     explicit FeatureState(const std::string& featureName);
     /// Runs on the thread that deletes the feature.
     ~FeatureState();

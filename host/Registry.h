@@ -13,16 +13,17 @@
 class Feature;
 struct FeatureInfo;
 
-// How the host finds a plug-in: when the plug-in is loaded, its static Registry object enters a factory into a map that
-// all plug-ins share. The host library holds the map and its lock.
+// How the host finds a plug-in: when the plug-in is loaded, its static Registry object adds a factory to a map that all
+// plug-ins share. The host library holds the map and its lock.
 
 /// The shared map from feature name to factory, one per base class and description type.
 template <typename Base, typename Info>
 class HOST_EXPORT RegistryBase {
 public:
-    /// Returns a new feature, owned by the caller, or null when out of memory. Throws whatever the constructor throws.
+    /// Returns a new feature, owned by the caller, or null when out of memory. Throws whatever the constructor throws;
+    /// nothing is leaked.
     using FeatureFactory = Base* (*)(Info);
-    /// From the name that a plug-in registers to its factory.
+    /// Maps a registered name to its factory.
     using ClassMap = std::unordered_map<std::string, FeatureFactory>;
 
     /// Returns the map, owned by the registry, and creates it if there is none. Returns null when out of memory; the
@@ -36,7 +37,7 @@ public:
 
     /// Null until the map is first needed. Never destroyed: a plug-in may be loaded at any time.
     static ClassMap* classList;
-    /// Guards `classList` and the map. Hold it while an entry is made or looked up.
+    /// Guards `classList` and the map.
     static std::mutex mMutex;
 };
 
@@ -46,8 +47,7 @@ HOST_EXPORT RegistryBase<Feature, FeatureInfo>::ClassMap* RegistryBase<Feature, 
 template <>
 HOST_EXPORT std::mutex RegistryBase<Feature, FeatureInfo>::mMutex;
 
-/// The factory. Returns a new `Derived` built from `info`, or null when out of memory. The caller deletes it through
-/// `Base*`. Throws whatever the constructor throws; nothing is leaked. Thread-safe.
+/// The FeatureFactory of `Derived`. Thread-safe.
 template <typename Base, typename Info, typename Derived>
 HOST_EXPORT Base* createClassObj(Info info) {
     return new (std::nothrow) Derived(std::move(info));
@@ -58,9 +58,9 @@ HOST_EXPORT Base* createClassObj(Info info) {
 template <typename Base, typename Info, typename Derived>
 class HOST_EXPORT Registry {
 public:
-    /// Enters the factory under `name`. The first registration of a name wins; a later one is dropped without a log
-    /// line. Does nothing when `name` is null. Logs when there is no memory for the map.
-    /// Takes `mMutex`. When out of memory for the entry, frees the lock and throws std::bad_alloc. During loading, that
+    /// Adds the factory under `name`. The first registration of a name wins; a later one is dropped without a log line.
+    /// Does nothing when `name` is null. Logs when there is no memory for the map.
+    /// Locks `mMutex`. When out of memory for the entry, unlocks it and throws std::bad_alloc. During loading, that
     /// usually ends the process.
     explicit Registry(const char* name) {
         if (name == nullptr) {

@@ -4,7 +4,7 @@
 #include <android/log.h>
 
 // The one log call of the product. Every line has the same tag and begins with the component, the operation and the
-// source line, which are the first three arguments:
+// source line, which are the three arguments after the format:
 //
 //     VEL_LOG_ERROR("No Classifier Database Available", "Tessary", "runAsync", __LINE__);
 //     "Tessary: runAsync() LINE: No Classifier Database Available"

@@ -11,7 +11,7 @@
 namespace {
 
 /// Frames that the write-ahead log may hold before a commit copies them to the database. SQLite's default of 1,000 lets
-/// the log grow to 4 MB. Two stores must fit on a volume of 512 KiB, also while reads keep the log from starting over.
+/// the log grow to 4 MB. Two stores must fit on a volume of 512 KiB, even while a read keeps the log from being reused.
 constexpr int checkpointFrames = 40;
 
 std::string composePath(const std::string& dbDir, const std::string& dbFileName) {
@@ -19,12 +19,12 @@ std::string composePath(const std::string& dbDir, const std::string& dbFileName)
 }
 
 void logCaught(const char* operation, int line = __builtin_LINE()) {
-    VelDBLog(operation, "").caught(VelDBLog::Unknown::exception, line);
+    VelDBLog(operation, "").caught(VelDBLog::Wording::exception, line);
 }
 
 void enableWriteAheadLog(sqlite3* db, const VelDBLog& log) {
-    // At every open: the file may come from elsewhere. On a file system without shared memory SQLite keeps the old mode
-    // and reports no error.
+    // At every open, because another program may have made the file in another mode. On a file system without shared
+    // memory SQLite keeps the old mode and reports no error.
     VelDBStatement::execute(db, "PRAGMA journal_mode=WAL", log, VelDBLog::Prefix::sqlError);
     sqlite3_wal_autocheckpoint(db, checkpointFrames); // cannot fail on an open connection
 }
@@ -83,7 +83,7 @@ veldbError createTable(sqlite3* db, const std::string& tableName) {
         const bool created = VelDBStatement::execute(db, query.c_str(), log, VelDBLog::Prefix::error);
         return created ? VELDB_SUCCESS : VELDB_FAILURE;
     } catch (...) {
-        // Not a failure: the table may exist. If not, the first statement on it says so.
+        // Not a failure: the table may exist. If it does not, the first statement that uses it fails and is logged.
         logCaught("createVeldbTables");
         return VELDB_SUCCESS;
     }

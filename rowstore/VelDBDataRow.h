@@ -37,7 +37,7 @@ struct VelDBDataRowKey {
     /// As `appName`.
     std::string rsvdName;
 
-    /// Copies `name`. Throws std::bad_alloc.
+    /// Copies `name`. Can throw std::bad_alloc.
     VelDBDataRowKey(const std::string& name, int number) : intcol1(number), appName(name) {}
 };
 

@@ -27,7 +27,7 @@ public:
     using vecT = std::vector<rowT*>;
     using nameT = const std::string&;
 
-    /// Copies `name`, which must be a plain SQL identifier. Throws std::bad_alloc.
+    /// Copies `name`, which must be a plain SQL identifier. Can throw std::bad_alloc.
     explicit VelDBDataTable(nameT name) : tableName(name) {}
 
     /// Frees the rows that are still queued and logs how many were lost. No other thread may still use the table.
@@ -43,8 +43,8 @@ public:
 
     /// Moves every row of `rows` to the back of the write queue. Nothing reaches the disk before the next write-back.
     /// Returns the number of entries in `rows`, null entries included, and empties it.
-    /// Throws std::bad_alloc when the queue cannot grow. The rows that were queued are then null in `rows`; the others
-    /// stay the caller's.
+    /// Throws std::bad_alloc when the queue cannot grow. The rows that were queued are then null in `rows`; the caller
+    /// still owns the others.
     int cacheRow(vecT& rows);
 
     /// Frees every row of `rows` unwritten. Returns the number of entries, null entries included, and empties `rows`.
@@ -60,11 +60,11 @@ protected:
 
     /// The write queue, oldest row first. Owns its rows.
     std::list<rowT*> cacheList;
-    /// Guards `cacheList`. Held for one row at a time, never across an SQLite call; no other lock is taken under it.
+    /// Guards `cacheList`. Held for one row at a time, never during an SQLite call. No other lock is taken meanwhile.
     std::mutex cacheMutex;
-    /// Unused. Part of the layout that the host knows.
+    /// Unused. Part of the agreed object layout.
     bool spareFlag = false;
-    /// Pasted into the statements as it is; "Dbt=" in log lines.
+    /// Pasted into the statements unquoted. Log lines show it after "Dbt=".
     std::string tableName;
 };
 

@@ -47,13 +47,13 @@ void VelDBLog::rowsLost(std::size_t count, int line) const {
                   static_cast<int>(count));
 }
 
-void VelDBLog::caught(Unknown wording, int line) const {
+void VelDBLog::caught(Wording other, int line) const {
     try {
         throw;
     } catch (const std::exception& error) {
         VEL_LOG_ERROR("Caught exception: %s in %s", component, operation, line, error.what(), operation);
     } catch (...) {
-        if (wording == Unknown::exception) {
+        if (other == Wording::exception) {
             VEL_LOG_ERROR("Caught Exception in %s", component, operation, line, operation);
         } else {
             VEL_LOG_ERROR("Error in std::string operations in %s", component, operation, line, operation);

@@ -15,7 +15,7 @@ public:
     /// object.
     VelDBLog(const char* operationName, const char* subjectName) : operation(operationName), subject(subjectName) {}
 
-    /// How a line with SQLite's message begins: "ERROR:" or "sql:ERROR:".
+    /// How a line with SQLite's message begins: "ERROR:" or "sql:ERROR:". Fixed per call: people search logs for it.
     enum class Prefix { error, sqlError };
 
     /// A statement did not compile or failed as a whole. Logs SQLite's message. The caller must have held a
@@ -38,11 +38,11 @@ public:
     /// `count` queued rows are freed without having been written.
     void rowsLost(std::size_t count, int line = __builtin_LINE()) const;
 
-    /// The wording for an exception that is not a std::exception.
-    enum class Unknown { exception, stringOperations };
+    /// "Caught Exception in" or "Error in std::string operations in".
+    enum class Wording { exception, stringOperations };
 
-    /// Logs the exception being handled. Call it in a catch block only.
-    void caught(Unknown wording, int line = __builtin_LINE()) const;
+    /// Logs the exception being handled; `other` words one that is no std::exception. Call it in a catch block only.
+    void caught(Wording other, int line = __builtin_LINE()) const;
 
     /// As `caught`, for the WHERE clause: its lines do not repeat the operation's name.
     void caughtInClause(int line = __builtin_LINE()) const;

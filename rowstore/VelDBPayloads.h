@@ -6,7 +6,7 @@
 // The payload records of the feature's two tables. A row's blob is the record's memory image, so field order, width and
 // (little-endian) byte order are the stored format: fields may not be reordered, widened or removed.
 
-/// One application's classification.
+/// The payload of one row of the table "Tessary": an application's classification.
 struct TessaryDatabase { // NOLINT(cppcoreguidelines-pro-type-member-init): a type code has no default
     /// The type code; 0 to 0xFFFFFF when it comes from a trigger.
     std::int32_t appType;
@@ -14,7 +14,7 @@ struct TessaryDatabase { // NOLINT(cppcoreguidelines-pro-type-member-init): a ty
     std::int32_t appWeight = 0;
 };
 
-/// The largest values ever reported of one application's three measurements.
+/// The payload of one row of the table "HeavyGame": an application's peaks, the largest values ever reported.
 struct HeavyGameClassifierDatabase {
     /// Of element 0 of the reports; counts twice in the verdict.
     std::int32_t peak0 = 0;

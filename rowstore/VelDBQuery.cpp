@@ -123,7 +123,7 @@ std::string composeCreate(const std::string& tableName) {
 }
 
 void composeInsert(const std::string& tableName, std::string& query) {
-    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size()); // the update's text comes next
+    query.reserve(updateVerb.size() + tableName.size() + updateColumns.size()); // enough for the update, composed next
     compose(query, "INSERT INTO ", tableName, insertColumns);
 }
 

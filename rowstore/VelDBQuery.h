@@ -7,11 +7,11 @@
 #include "rowstore/VelDBTypes.h"
 
 // The SQL texts of a table. Table names are pasted in as they are and must be plain SQL identifiers; a key's values are
-// quoted, whatever bytes they hold. Thread-safe. Everything but build_query_for_where_clause throws std::bad_alloc.
+// quoted, whatever bytes they hold. Thread-safe. All but build_query_for_where_clause can throw std::bad_alloc.
 
 std::string composeCreate(const std::string& tableName);
 
-/// The three statements that change rows. Each replaces what `query` held, so that one text serves all.
+/// The three statements that change rows. Each replaces the content of `query`, so that one string can be reused.
 void composeInsert(const std::string& tableName, std::string& query);
 void composeUpdate(const std::string& tableName, std::string& query);
 void composeDelete(const std::string& tableName, std::string& query);

@@ -64,16 +64,16 @@ bool VelDBStatement::finalize(int line) {
     return code == SQLITE_OK;
 }
 
-bool VelDBStatement::setHasValue(int parameter, bool value) {
-    if (!value && bound[parameter]) {
+bool VelDBStatement::noteValue(int parameter, bool hasValue) {
+    if (!hasValue && bound[parameter]) {
         sqlite3_bind_null(handle, parameter); // cannot fail: the parameter exists
     }
-    bound[parameter] = value;
-    return value;
+    bound[parameter] = hasValue;
+    return hasValue;
 }
 
 void VelDBStatement::bindText(int parameter, const std::string& text) {
-    if (!setHasValue(parameter, !text.empty())) {
+    if (!noteValue(parameter, !text.empty())) {
         return;
     }
     const int code = sqlite3_bind_text(handle, parameter, text.data(), sizeOf(text), SQLITE_STATIC);
@@ -84,7 +84,7 @@ void VelDBStatement::bindText(int parameter, const std::string& text) {
 }
 
 void VelDBStatement::bindRowid(int parameter, std::int64_t rowid) {
-    // A wider id is a row of another program, or follows one. Cut to 32 bits, it would name another application's row.
+    // Another program can cause ids beyond 32 bits. Cut short, one would name another application's row.
     using Int = std::numeric_limits<int>;
     const bool fits = rowid >= Int::min() && rowid <= Int::max();
     check(fits ? sqlite3_bind_int(handle, parameter, static_cast<int>(rowid))

@@ -35,13 +35,13 @@ public:
     /// Holds nothing before `prepare`. Both arguments must outlive the object.
     VelDBStatement(sqlite3* connection, const VelDBLog& operationLog) : db(connection), log(operationLog) {}
 
-    /// Finalizes without a log line, unless `finalize` did.
+    /// Finalizes the statement unless `finalize` has. Logs nothing.
     ~VelDBStatement();
 
     VelDBStatement(const VelDBStatement&) = delete;
     VelDBStatement& operator=(const VelDBStatement&) = delete;
 
-    /// Compiles and runs `sql`, which returns no rows. Logs a failure and returns false.
+    /// Compiles and runs `sql`; drops any rows that it returns. Logs a failure and returns false.
     static bool execute(sqlite3* db, const char* sql, const VelDBLog& log, VelDBLog::Prefix prefix,
                         int line = __builtin_LINE());
 
@@ -61,7 +61,7 @@ public:
     bool next();
 
     /// Copies the row that `next` moved to. A NULL column leaves its field unchanged. A blob that is NULL or too short
-    /// is padded with zeros. Throws std::bad_alloc; `row` is then incomplete. The caller must hold the lock of the
+    /// is padded with zeros. Can throw std::bad_alloc; `row` is then incomplete. The caller must hold the lock of the
     /// connection from before `next`.
     template <typename T>
     void fill(VelDBDataRow<T>& row) const;
@@ -70,8 +70,8 @@ public:
     bool finalize(int line = __builtin_LINE());
 
 private:
-    /// Returns whether to bind a value. If not, clears what the previous row left bound.
-    bool setHasValue(int parameter, bool value);
+    /// Notes whether this row has a value for `parameter`, and returns that. If not, unbinds the previous row's value.
+    bool noteValue(int parameter, bool hasValue);
 
     void bindText(int parameter, const std::string& text);
     void bindRowid(int parameter, std::int64_t rowid);
@@ -87,18 +87,18 @@ private:
     sqlite3* db;
     const VelDBLog& log;
     sqlite3_stmt* handle = nullptr;
-    /// By parameter: whether it holds a value of the last row.
+    /// For each parameter, whether the previous row bound a value to it.
     bool bound[parameterRowid + 1] = {};
 };
 
 template <typename T>
 void VelDBStatement::write(const VelDBDataRow<T>& row) {
-    if (setHasValue(parameterIntcol1, row.intcol1 != VELDB_NO_VALUE)) {
+    if (noteValue(parameterIntcol1, row.intcol1 != VELDB_NO_VALUE)) {
         check(sqlite3_bind_int(handle, parameterIntcol1, row.intcol1));
     }
     bindText(parameterAppName, row.appName);
     bindText(parameterRsvdName, row.rsvdName);
-    // Not copied, like the texts: the row outlives the step.
+    // SQLite copies neither the blob nor the texts: the row outlives the step.
     check(sqlite3_bind_blob(handle, parameterBlob, &row.payload, sizeof(T), SQLITE_STATIC));
     if (row.rowid != 0) {
         bindRowid(parameterRowid, row.rowid);

@@ -7,7 +7,7 @@
 
 // The results, orderings and limits that the whole row store shares, and its bounded copy.
 
-/// The result of opening, closing, creating or writing back; some of these return it as an int. Other ints are counts.
+/// The result of opening, closing, creating or writing back, also where that is an int. Other int results are counts.
 enum veldbError : int { VELDB_SUCCESS = 0, VELDB_FAILURE = -1 };
 
 /// The column that a read is ordered by.
@@ -31,8 +31,8 @@ constexpr std::size_t VELDB_MAX_GET_ROWS = 100;
 /// The most rows that one readAllocateDR returns; a request for 0 rows means this many.
 constexpr std::size_t VELDB_MAX_READ_ROWS = 10000;
 
-/// Copies as many bytes as fit both sizes from `src` to `dst`, which must not overlap, and returns their number.
-/// Either pointer may be null when its size is 0; there is no other check. Any thread may call it.
+/// Copies as many bytes from `src` to `dst` as the smaller size says, and returns their number. The two must not
+/// overlap. Either pointer may be null when its size is 0; there is no other check. Any thread may call it.
 inline unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
     const unsigned count = dstSize < srcSize ? dstSize : srcSize;
     if (count != 0) {

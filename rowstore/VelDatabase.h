@@ -17,17 +17,17 @@
 
 /// Keeps records of fixed-size payload types in an SQLite database, one table for each payload type.
 ///
-/// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed; reads
-/// return nothing, and writes leave the queue as it is.
+/// Life: construct, `openVeldb` once, use, destroy. Without a connection, rows can be made, queued and freed. A read
+/// then returns nothing, a write only queues its rows, and a delete only frees them.
 ///
-/// Threads: getRow, cacheRow and freeRow may run beside anything but destruction. Reads may run beside each other and
-/// beside one change (a write-back or a delete). Two changes must not run at once: the second would end the first one's
-/// transaction. No read or change may run during open or close, and nothing during destruction.
+/// Threads: getRow, cacheRow and freeRow may run concurrently with anything but destruction. Reads may run concurrently
+/// with each other and with one change (a write-back or a delete). Two changes must not run at once: the second would
+/// end the first one's transaction. No read or change may run during open or close, and nothing during destruction.
 /// This holds for an SQLite that serialises its calls, its default. One built with SQLITE_THREADSAFE=2, or configured
 /// with SQLITE_CONFIG_MULTITHREAD, has no lock for a connection: run one operation at a time there.
 ///
-/// Errors: only the constructor, `getRow`, `cacheRow` and `writeDeallocateDR` throw, std::bad_alloc. All other
-/// exceptions are caught and logged.
+/// Errors: the constructor, `getRow`, `cacheRow` and `writeDeallocateDR` can throw std::bad_alloc. The other operations
+/// throw nothing: they catch and log.
 template <typename... Payloads>
 class VelDatabase : public VelDBDataTable<Payloads>... {
 public:
@@ -36,8 +36,8 @@ public:
     VelDatabase(unsigned long param, std::string fileName, typename VelDBDataTable<Payloads>::nameT... tableNames)
         : VelDBDataTable<Payloads>(tableNames)..., dbParam(param), dbFileName(std::move(fileName)) {}
 
-    /// Writes the rows that are still queued, then closes the connection. Rows that could not be written are freed and
-    /// counted in the log.
+    /// Writes the rows that are still queued, then closes the connection. Frees the rows that nevertheless stay queued,
+    /// and logs how many.
     ~VelDatabase();
 
     VelDatabase(const VelDatabase&) = delete;
@@ -64,10 +64,10 @@ public:
 
     /// Writes every queued row of `T`, oldest first, in one transaction, and frees it. Inserts rows whose row id is 0
     /// and updates all others. Includes rows that other threads queue meanwhile.
-    /// A row that fails is logged and lost; the others are committed. If only the commit fails, all rows are lost.
+    /// A row that fails is logged and lost; the others are committed. If the commit fails, all rows are lost.
     /// Returns VELDB_FAILURE when a statement cannot be compiled (the queue keeps its rows) or finalized. Failures of
-    /// the transaction and of single rows are only logged. Returns VELDB_SUCCESS, and the queue keeps its rows, without
-    /// a connection or when there is no memory for a statement's text. The queue has no limit: while the statements do
+    /// the transaction and of single rows are only logged. Without a connection, or without memory for a statement's
+    /// text, the queue keeps its rows and the result is VELDB_SUCCESS. The queue has no limit: while the statements do
     /// not compile, every write adds to it.
     template <typename T>
     veldbError writeCachedDRToDisk();
@@ -76,8 +76,8 @@ public:
     /// does; the others are still written.
     int VelDatabaseWriteCachedToDisk();
 
-    /// Queues `rows` and writes the whole queue; an empty `rows` writes nothing. Empties `rows` and returns the number
-    /// of its entries, null entries included. The number does not show whether the write succeeded.
+    /// Queues `rows` and writes the whole queue. If `rows` is empty, does nothing, whatever is queued. Empties `rows`
+    /// and returns the number of its entries, null entries included, whether or not the write succeeded.
     /// Throws std::bad_alloc when the queue cannot grow, as `cacheRow` does; nothing is written then.
     template <typename T>
     int writeDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
@@ -85,14 +85,14 @@ public:
     /// Deletes `rows` from the table by row id, in one transaction, and always frees them. Skips null entries and rows
     /// that were never stored. A row id that is not in the table is no error.
     /// Returns the number of entries in `rows`, or 0 when the statement cannot be compiled or finalized. The number
-    /// does not show that rows are gone: nothing is deleted without a connection or when there is no memory for the
-    /// statement's text, and failures of the transaction and of single rows are only logged.
+    /// does not prove that rows are gone. Without a connection, or without memory for the statement's text, nothing is
+    /// deleted. Failures of the transaction and of single rows are only logged.
     /// Queued rows are not touched: they are written later, whatever is deleted now.
     template <typename T>
     int deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
-    /// Returns the rows that `key` selects, owned by the caller, in the given order. Returns at most `count` rows; 0,
-    /// or more than VELDB_MAX_READ_ROWS, means VELDB_MAX_READ_ROWS. Does not see queued rows.
+    /// Returns the rows that `key` selects, owned by the caller, in the given order; at most `count` of them. A `count`
+    /// of 0 means VELDB_MAX_READ_ROWS; a larger one is lowered to it and logs a warning. Does not see queued rows.
     /// Logs a failure and returns the rows read before it.
     template <typename T>
     typename VelDBDataTable<T>::vecT readAllocateDR(const VelDBDataRowKey& key, unsigned int count, veldbOrderByCol col,
@@ -103,7 +103,7 @@ public:
         ::build_query_for_where_clause(key, query);
     }
 
-    /// The store itself uses the function of the same name.
+    /// Calls the free function of the same name.
     static unsigned VelDB_memscpy(void* dst, unsigned dstSize, const void* src, unsigned srcSize) {
         return ::VelDB_memscpy(dst, dstSize, src, srcSize);
     }
@@ -125,7 +125,7 @@ protected:
     template <typename T>
     std::unique_ptr<VelDBDataRow<T>> readRow(VelDBStatement& query);
 
-    /// Unused. Part of the layout that the host knows.
+    /// Unused. Part of the agreed object layout.
     unsigned long dbParam;
     /// Owned; null while no connection is open.
     sqlite3* db = nullptr;
@@ -199,7 +199,7 @@ veldbError VelDatabase<Payloads...>::writeCachedDRToDisk() {
         return insertEnded && updateEnded ? VELDB_SUCCESS : VELDB_FAILURE;
     } catch (...) {
         // Not a failure: the next write-back writes the rows.
-        log.caught(VelDBLog::Unknown::exception);
+        log.caught(VelDBLog::Wording::exception);
         return VELDB_SUCCESS;
     }
 }
@@ -242,7 +242,7 @@ bool VelDatabase<Payloads...>::deleteRows(const typename VelDBDataTable<T>::vecT
         transaction.commit();
         return statement.finalize();
     } catch (...) {
-        log.caught(VelDBLog::Unknown::stringOperations);
+        log.caught(VelDBLog::Wording::stringOperations);
         return true;
     }
 }
@@ -266,12 +266,12 @@ typename VelDBDataTable<T>::vecT VelDatabase<Payloads...>::readAllocateDR(const 
         const std::string sql = composeRead(table, key, col, dir);
         VelDBStatement query(db, log);
         if (!sql.empty() && query.prepare(sql, VelDBLog::Prefix::sqlError)) {
-            // The query has no LIMIT: reading stops.
+            // The query has no LIMIT; readRows stops.
             readRows<T>(query, bounded ? count : VELDB_MAX_READ_ROWS, rows);
             query.finalize();
         }
     } catch (...) {
-        log.caught(VelDBLog::Unknown::stringOperations);
+        log.caught(VelDBLog::Wording::stringOperations);
     }
     return rows;
 }
@@ -297,7 +297,7 @@ std::unique_ptr<VelDBDataRow<T>> VelDatabase<Payloads...>::readRow(VelDBStatemen
     if (!query.next()) {
         return nullptr;
     }
-    // A failure is logged as a getRow of this row alone, with 0 rows allocated before it.
+    // When out of memory, this logs as `getRow` with "allocated=0", however many rows were read.
     std::unique_ptr<VelDBDataRow<T>> row = VelDBDataTable<T>::newRow(0);
     if (row != nullptr) {
         query.fill(*row);

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Holds Android.bp against CMake's sources, flags and libraries, and builds what it describes with clang and libc++.
+# Compares Android.bp with CMake's sources, flags and libraries, and builds what it describes with clang and libc++.
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 cd "$project_root"
 

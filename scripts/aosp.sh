@@ -8,8 +8,8 @@ cd "$project_root"
 need_packages "${build_packages[@]}" android-liblog android-liblog-dev android-libcutils-dev
 prepare_arm armhf
 
-# Android's headers in a device's places. Two are not in the packages: the C library's, of which one number is needed,
-# and the performance client's.
+# Puts Android's headers where a device has them. The packages lack two: <perfd_client.h>, and the C library's
+# <sys/system_properties.h>, of which only PROP_VALUE_MAX is needed.
 headers=$PWD/build/aosp-headers
 rm -rf "$headers"
 mkdir -p "$headers/sys"
@@ -39,7 +39,7 @@ try_liblog() {
   play "$build/bin/smallest_host" "$build/lib/libtessary.so" >"$build/printed"
   messages <"$build/printed" | diff -u "$build/expected" - || fail "$preset: the real logger prints something else"
   [ -s "$build/expected" ] || fail "$preset: no line was logged"
-  printf "Printed by Android's liblog in the variant %s:\\n" "$preset"
+  printf "Printed by Android's liblog with the preset %s:\\n" "$preset"
   cat "$build/printed"
 }
 

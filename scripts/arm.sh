@@ -16,7 +16,7 @@ blobs() {
   sqlite3 "$1/TessaryHeavyGame.db" "SELECT appName, hex(blob) FROM HeavyGame ORDER BY appName"
 }
 
-# same WHAT COMMAND... -- COMMAND...: both commands print the same, and something.
+# same WHAT COMMAND... -- COMMAND...: fails unless both commands print the same text, which must not be empty.
 same() {
   local what=$1 first=()
   shift

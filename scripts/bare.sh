@@ -31,7 +31,7 @@ clean_up() {
 }
 trap clean_up EXIT
 
-# in_private COMMAND...: with mounts and processes of its own, which end with the command however it ends.
+# in_private COMMAND...: runs it in new mount and PID namespaces, which end with it, however it ends.
 in_private() {
   local status=0
   unshare --pid --fork --kill-child --mount --propagation private "$@" &
@@ -42,7 +42,7 @@ in_private() {
 }
 
 started=$SECONDS
-in_private true || impossible "may not make mounts and processes of its own"
+in_private true || impossible "may not make mount and PID namespaces"
 rm -rf --one-file-system "$system"
 in_private debootstrap --variant=minbase "$release" "$system" "$mirror" >"$log" 2>&1 || {
   tail -n 3 "$log" >&2

@@ -26,8 +26,8 @@ apt_get() {
   "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
 }
 
-# need_packages PACKAGE...: installs the Debian packages that are missing; elsewhere names them and stops.
-# Needs no network when all are installed.
+# need_packages PACKAGE...: installs the Debian packages that are missing. Needs no network when none is.
+# Without apt-get, names them and fails, unless TESSARY_HAVE_PACKAGES is set.
 need_packages() {
   if ! command -v apt-get >/dev/null 2>&1; then
     [ -n "${TESSARY_HAVE_PACKAGES:-}" ] && return
@@ -49,18 +49,18 @@ build_packages=(g++ cmake ninja-build libsqlite3-dev libcli11-dev nlohmann-json3
 # What the benchmarks need on top.
 bench_packages=(libbenchmark-dev libsqlitecpp-dev valgrind python3)
 
-# build_preset PRESET [TARGET...]: configures and builds one of CMakePresets.json's variants in build/PRESET.
+# build_preset PRESET [TARGET...]: configures and builds a preset of CMakePresets.json in build/PRESET.
 build_preset() {
   local preset=$1
   shift
   cmake -S "$project_root" --preset "$preset" >"$project_root/build/$preset.log" 2>&1 || {
     cat "$project_root/build/$preset.log" >&2
-    fail "could not configure the variant '$preset'"
+    fail "could not configure the preset '$preset'"
   }
   cmake --build "$project_root/build/$preset" ${1:+--target "$@"}
 }
 
-# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of a variant that is built. Fails when the arguments leave none.
+# run_tests PRESET [CTEST-ARGUMENT...]: runs the tests of a preset that is built. Fails when the arguments leave none.
 run_tests() {
   local preset=$1
   shift
@@ -68,8 +68,8 @@ run_tests() {
     --parallel "$(nproc)" "$@"
 }
 
-# The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator is called after the first
-# word of the prefix.
+# The ARM architectures, by Debian's names, and the prefixes of their compilers. The emulator's name is "qemu-" and the
+# first word of the prefix.
 declare -A arm_prefixes=([armhf]=arm-linux-gnueabihf [arm64]=aarch64-linux-gnu)
 
 # prepare_arm ARCHITECTURE: installs compiler and emulator, and unpacks the architecture's libraries into

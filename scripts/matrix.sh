@@ -116,8 +116,8 @@ while read -r architecture compiler library lto; do
   done
 done <<<"$plugins"
 
-# The inline namespace of the NDK's libc++: there is no such library here, so it is linked with names left open. Our
-# symbols are as agreed, and a host with another namespace refuses it.
+# A plug-in with std::__ndk1, the inline namespace of the NDK's libc++. That library is not here, so the plug-in is
+# linked with undefined symbols. Its own symbols must be as agreed, and a host with std::__1 must refuse it.
 use_architecture x86-64
 build_plugin ndk1 clang++ "-stdlib=libc++ -D_LIBCPP_ABI_NAMESPACE=__ndk1" host-x86-64-libc++-bare \
   -DCMAKE_CXX_STANDARD_LIBRARIES=-Wl,--unresolved-symbols=ignore-all

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Plays the example where host and plug-in were built apart (the host by clang and without run-time type information,
-# the plug-in by g++ against the host's libraries), and where everything was built with clang and libc++. Each must
-# print what the usual build prints. All tests run with libc++ as well. Arguments go to ctest.
+# Plays the example in two builds, which must print what the usual build prints:
+# - the host by clang without run-time type information, the plug-in by g++ against the host's libraries;
+# - everything by clang with libc++. Here all tests run as well. Arguments go to ctest.
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 cd "$project_root"
 
@@ -11,14 +11,15 @@ build_preset release tessary velhost
 build_preset foreign-host velhost vel log cutils ozr-perfd-client
 build_preset foreign-plugin
 
-# play VARIANT [PLUG-IN]: the example's output, on a phone without data.
+# play PRESET [PLUG-IN]: prints the example's output, on a phone without data.
 play() {
   local data=build/$1/data
   rm -rf "$data"
   "build/$1/bin/velhost" replay --quiet --data "$data" ${2:+--plugin "$2"} examples/day.triggers
 }
 
-# same_as_release VARIANT [PLUG-IN]: through files, so that a failure after the last line fails the script too.
+# same_as_release PRESET [PLUG-IN]: compares the output with the usual build's. Through a file and not a pipe, so that
+# velhost's exit status counts.
 same_as_release() {
   play "$@" >build/mixed.played || fail "$1 fails"
   diff -u build/mixed.expected build/mixed.played || fail "$1 prints something else"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Compiles the plug-in against the headers of an older SQLite and runs all tests with that version's library:
-# sqlite.sh 3.15.0 or sqlite.sh 3.31.1. Further arguments go to ctest. The sources of these versions come from packages
-# of npm.
+# Compiles the plug-in against the headers of an older SQLite, sqlite.sh 3.15.0 or sqlite.sh 3.31.1. Then runs the usual
+# tests with that version's library, for 3.15.0 without velhost's. Further arguments go to ctest. The sources of these
+# versions come from packages of npm.
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 cd "$project_root"
 
@@ -19,7 +19,7 @@ folder=$PWD/build/sqlite-$version
 library=$folder/libsqlite3.so.0
 
 need_packages "${build_packages[@]}" libgtest-dev
-command -v npm >/dev/null || need_packages npm # which may have come from elsewhere
+command -v npm >/dev/null || need_packages npm # npm may be there without Debian's package
 
 build_library() {
   rm -rf "$folder"
@@ -36,7 +36,7 @@ cmake --preset release -B "$folder/plug-in" -DSQLite3_INCLUDE_DIR="$folder" -DSQ
   >"$folder.log" || fail "could not configure the plug-in: $folder.log"
 cmake --build "$folder/plug-in" --target tessary
 
-# The tests as they were built with this machine's SQLite, recorded apart from the usual run.
+# Runs the tests that were built with this machine's SQLite. CTest records the run in build/sqlite-VERSION.
 build_preset test
 export LD_LIBRARY_PATH=$folder
 ldd build/test/bin/unit_tests | grep -qF "$library" || fail "the tests do not load $library"

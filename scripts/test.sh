@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Builds everything and runs all tests. Arguments go to ctest, for instance: scripts/test.sh -R FeatureTest
+# Builds the plug-in, velhost and the tests, and runs the tests. Arguments go to ctest: scripts/test.sh -R FeatureTest
 . "$(dirname "${BASH_SOURCE[0]}")/lib.sh"
 
 need_packages "${build_packages[@]}" libgtest-dev

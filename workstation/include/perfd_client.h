@@ -9,8 +9,8 @@ extern "C" {
 #endif
 
 /// A property's value as NUL-terminated text.
-/// An open record: perf_get_prop returns it by value, so a device's longer record would overrun this one. Build for a
-/// device with the device's own header.
+/// An open record (see Feature): perf_get_prop returns it by value, so a device's longer record would overrun this one.
+/// Build for a device with the device's own header.
 struct PropVal {
     char value[92];
 };

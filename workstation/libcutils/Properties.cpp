@@ -58,7 +58,7 @@ extern "C" int property_set(const char* key, const char* value) {
     }
     try {
         const std::lock_guard<std::mutex> lock(propertiesMutex);
-        properties()[key] = value;
+        properties().insert_or_assign(key, value); // operator[] would leave an empty value when out of memory
         return 0;
     } catch (const std::bad_alloc&) {
         return -1;

@@ -1,6 +1,6 @@
 #include "host/Feature.h"
 
-// What a feature does that overrides nothing. On a workstation a query answers -1; nothing else has an effect.
+// The operations that a feature inherits. On a workstation a query answers -1; the others do nothing.
 // NOLINTBEGIN(performance-unnecessary-value-param): the parameters are the host's contract
 
 void Feature::runAsync(AsyncTriggerPayload /*payload*/) {}

@@ -2,7 +2,7 @@
 
 #include "host/Feature.h"
 
-// In the host's library alone: a plug-in with a map of its own would register where nobody looks.
+// Defined in the host library only. A plug-in with a map of its own would register where no host looks.
 
 template <>
 RegistryBase<Feature, FeatureInfo>::ClassMap* RegistryBase<Feature, FeatureInfo>::classList = nullptr;

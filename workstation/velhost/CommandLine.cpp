@@ -14,7 +14,7 @@ namespace velhost {
 namespace {
 
 // What the help adds to the list of options. The tables in it are what the examples really print.
-constexpr const char* mainFooter = R"(Example, twice the same:
+constexpr const char* mainFooter = R"(Example; both commands print the same table:
   velhost replay --data try examples/day.triggers
   velhost dump try
 
@@ -32,9 +32,9 @@ constexpr const char* replayFooter = R"(The script has one call a line; '#' begi
   report APP [M0 M1 M2 ...]  measurements
   query APP [type|weight]    prints "APP type 17"
   trigger ID ARG APP VALUE   any trigger
-Numbers are decimal or 0x.... APP may be quoted: "a b", with \" \\ \n \r \t \0
-\xHH. A script with a mistake is refused as FILE:LINE: what is wrong, and
-nothing of it is played.
+Numbers are decimal (17, -3) or hexadecimal (0x11). APP may be quoted: "a b",
+with \" \\ \n \r \t \0 \xHH. A script with a mistake is refused as FILE:LINE:
+what is wrong, and nothing of it is played.
 
 Example:
   printf 'classify com.example.game 17\nreport com.example.game 500 400 300\n' |
@@ -43,13 +43,14 @@ Example:
 Prints the answers to the queries and then a table, one line an application:
   APPLICATION       TYPE  WEIGHT  PEAK0  PEAK1  PEAK2       VERDICT
   com.example.game    17       1    500    400    300  2000 >= 1900
-The verdict is 2 * peak 0 + peak 1 + 2 * peak 2 against the heavy-game
-threshold; "wrapped" marks a sum that left the range of 32 bits.
+The verdict compares 2 * peak 0 + peak 1 + 2 * peak 2 with the heavy-game
+threshold. "wrapped" marks a line where that arithmetic wrapped at 32 bits:
+">=" or "<" is then what the feature decides, whatever the numbers say.
 
 Every change waits for the disk. With --data in a file system in memory, such
 as /dev/shm/try, a script plays many times faster.)";
 
-constexpr const char* dumpFooter = R"(Example, with the files of a device that was stopped, their -wal included:
+constexpr const char* dumpFooter = R"(Example; stop the device's host first, and pull each -wal as well:
   adb pull /data/vendor/vel/ pulled
   velhost dump pulled
 
@@ -61,18 +62,17 @@ files. These and their folder are only read, never changed.
 
 JSON: {"applications": [...]}, of each application
   application  the name, with U+FFFD for what is not UTF-8
-  bytes        then the whole name in hexadecimal, else null
+  bytes        the name in hexadecimal if it is not UTF-8, else null
   type, weight null without a classification
   peaks, sum, wrapped, threshold, heavyGame
                null without peaks; heavyGame is the verdict
 and before it, from replay, "answers": [...] with line, application, bytes,
 field and value.)";
 
-/// The folder above the one that this program lies in: a build tree or an installed copy, wherever that was moved.
-fs::path installFolder() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
+/// Returns the parent of the folder that holds this program: the build folder, or the installed copy wherever it lies.
+fs::path programRoot() { return fs::read_symlink("/proc/self/exe").parent_path().parent_path(); }
 
-/// The options that say which files are meant and how they are printed.
-void addCommonOptions(CLI::App& command, DumpOptions& options, const char* data) {
+void addFileOptions(CLI::App& command, FileOptions& options, const char* data) {
     command.add_option(data, options.data, "Folder of the database files")->type_name("DIR");
     command.add_option("--name", options.name, "Name of the feature and its files")->type_name("NAME=Tessary");
     command
@@ -80,7 +80,7 @@ void addCommonOptions(CLI::App& command, DumpOptions& options, const char* data)
             "--format",
             [&options](const std::string& word) { options.format = word == "json" ? Format::json : Format::text; },
             "text (default) or json")
-        // Without a description of its own: the option's names the words.
+        // An empty description: the option's own lists the words.
         ->check(CLI::IsMember({"text", "json"}).description(""))
         ->type_name("FORMAT");
 }
@@ -88,9 +88,9 @@ void addCommonOptions(CLI::App& command, DumpOptions& options, const char* data)
 CLI::App* addReplay(CLI::App& app, ReplayOptions& options) {
     CLI::App* command = app.add_subcommand("replay", "Play a script into the plug-in");
     command->add_option("FILE", options.script, "Script to play; - (default) is standard input")->type_name("");
-    addCommonOptions(*command, options, "--data");
+    addFileOptions(*command, options, "--data");
     command->add_option("--plugin", options.plugin, "Plug-in to load, in place of velhost's own")->type_name("PATH");
-    // One value for each --prop, or the script behind it would be taken for another.
+    // One value for each --prop. Otherwise the parser would take the FILE after it for a second one.
     command->add_option("--prop", options.properties, "Set a system property first (repeatable)")
         ->type_name("KEY=VALUE")
         ->allow_extra_args(false);
@@ -100,9 +100,9 @@ CLI::App* addReplay(CLI::App& app, ReplayOptions& options) {
     return command;
 }
 
-CLI::App* addDump(CLI::App& app, DumpOptions& options) {
+CLI::App* addDump(CLI::App& app, FileOptions& options) {
     CLI::App* command = app.add_subcommand("dump", "Print what database files hold");
-    addCommonOptions(*command, options, "DIR,--data");
+    addFileOptions(*command, options, "DIR,--data");
     command->footer(dumpFooter);
     return command;
 }
@@ -112,13 +112,13 @@ CLI::App* addDump(CLI::App& app, DumpOptions& options) {
 Exit run(int argc, char** argv) {
     // The options must outlive the parser, which fills them through references.
     ReplayOptions replayOptions;
-    DumpOptions dumpOptions;
-    replayOptions.data = installFolder() / "data";
-    replayOptions.plugin = installFolder() / "lib" / "libtessary.so";
+    FileOptions dumpOptions;
+    replayOptions.data = programRoot() / "data";
+    replayOptions.plugin = programRoot() / "lib" / "libtessary.so";
     CLI::App app("Loads the classifier plug-in as its host does and drives it from a script.", "velhost");
     app.set_version_flag("--version", std::string("velhost, ") + tessaryVersion);
     app.footer(mainFooter);
-    app.require_subcommand(0, 1); // a missing one is refused below, so that a misspelt one is reported by its name
+    app.require_subcommand(0, 1); // a missing one is refused below: (1, 1) would call a misspelt one missing
     const CLI::App* replayCommand = addReplay(app, replayOptions);
     const CLI::App* dumpCommand = addDump(app, dumpOptions);
     try {

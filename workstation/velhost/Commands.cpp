@@ -63,7 +63,7 @@ void makeCall(Script::Line& line, Feature& feature, Printer& printer) {
     } else if (auto* report = std::get_if<ReportCall>(&line.call)) {
         feature.setData(report->appName, report->values);
     } else {
-        // Any other selector than the weight's, 1, asks for the type.
+        // Selector 1 asks for the weight, any other for the type.
         auto& query = std::get<QueryCall>(line.call);
         featureData data;
         feature.getData(query.appName, data, query.field == QueryField::weight ? 1 : 0);
@@ -82,8 +82,8 @@ void play(Script& script, Feature& feature, Printer& printer, bool trace) {
         // After an exception the changes of the earlier lines stay on disk.
         try {
             makeCall(line, feature, printer);
-        } catch (const Error&) { // of the output
-            throw;
+        } catch (const Error&) {
+            throw; // from the printer
         } catch (const std::exception& error) {
             throw Error(Exit::failed, std::string("the feature threw ") + error.what(), place);
         } catch (...) {
@@ -120,7 +120,8 @@ Exit replay(const ReplayOptions& options) {
     refuseJournal(requested.classifier);
     refuseJournal(requested.heavyGame);
     const PluginHost host(options.plugin);
-    const auto directory = prepareDataDirectory(options.data); // last: a refusal makes nothing
+    // After the checks, so that a bad request makes no folder.
+    const auto directory = prepareDataDirectory(options.data);
     Printer printer(options.format);
     // The feature closes its files before the VFS goes and before they are read.
     {
@@ -135,7 +136,7 @@ Exit replay(const ReplayOptions& options) {
     }
 }
 
-Exit dump(const DumpOptions& options) {
+Exit dump(const FileOptions& options) {
     requireClassifier(options.data, options.name);
     Printer printer(options.format);
     return show(DatabaseFiles(options.data, options.name), printer);

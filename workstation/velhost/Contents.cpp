@@ -13,7 +13,7 @@ std::int32_t asSigned(std::uint32_t value) { return static_cast<std::int32_t>(va
 
 using Rows = std::vector<StoredRow>;
 
-/// Returns the rows of the name that stand at `next`, which moves behind them.
+/// Returns the rows called `name` that begin at `next`, and moves `next` past them.
 Rows takeRows(const std::string& name, Rows::const_iterator& next, const Rows& rows) {
     const auto first = next;
     next = std::find_if(first, rows.end(), [&name](const StoredRow& row) { return row.appName != name; });
@@ -41,7 +41,7 @@ void merge(const StoredTable& classifier, const StoredTable& peaks, const Databa
                 entry.classification = {types[i].numbers[0], types[i].numbers[1]};
             }
             if (i < heavy.size()) {
-                entry.heavyGame = HeavyGame{heavy[i].numbers};
+                entry.peaks = Peaks{heavy[i].numbers};
             }
         }
         if (types.size() > 1) {
@@ -58,16 +58,15 @@ void merge(const StoredTable& classifier, const StoredTable& peaks, const Databa
 
 } // namespace
 
-std::int32_t HeavyGame::sum() const {
-    const auto peak = [this](std::size_t index) { return static_cast<std::uint32_t>(peaks[index]); };
+std::int32_t Peaks::sum() const {
+    const auto peak = [this](std::size_t index) { return static_cast<std::uint32_t>(values[index]); };
     return asSigned(2 * peak(0) + peak(1) + 2 * peak(2));
 }
 
-// The rule compares "sum - 1700 > 199", not "sum >= 1900": where the difference wraps the two disagree.
-bool HeavyGame::isHeavy() const { return asSigned(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
+bool Peaks::isHeavy() const { return asSigned(static_cast<std::uint32_t>(sum()) - 1700U) > threshold - 1700 - 1; }
 
-bool HeavyGame::isWrapped() const {
-    const std::int64_t exact = 2LL * peaks[0] + peaks[1] + 2LL * peaks[2];
+bool Peaks::isWrapped() const {
+    const std::int64_t exact = 2LL * values[0] + values[1] + 2LL * values[2];
     return exact != sum() || exact - 1700 != asSigned(static_cast<std::uint32_t>(sum()) - 1700U);
 }
 

@@ -15,20 +15,20 @@
 namespace velhost {
 
 /// The three peaks of an application and what the heavy-game rule makes of them.
-struct HeavyGame {
-    /// The sum from which on an application is heavy, wrapping aside.
+struct Peaks {
+    /// Unless something wraps, an application is heavy when its sum is at least this.
     static constexpr std::int32_t threshold = 1900;
 
     /// The largest values ever reported, in the order of the report.
-    Numbers peaks{};
+    Numbers values{};
 
     /// 2 * peak 0 + peak 1 + 2 * peak 2 in wrapping 32-bit arithmetic.
     std::int32_t sum() const;
 
-    /// Whether the sum reaches the threshold as the feature computes it: the difference wraps too.
+    /// The feature's verdict, sum() - 1700 > 199, in which the subtraction wraps too.
     bool isHeavy() const;
 
-    /// Whether the sum or the difference wrapped.
+    /// Whether the sum or the subtraction wrapped.
     bool isWrapped() const;
 };
 
@@ -42,7 +42,7 @@ struct Application {
 
     std::string appName; ///< any bytes
     std::optional<Classification> classification;
-    std::optional<HeavyGame> heavyGame;
+    std::optional<Peaks> peaks;
 };
 
 /// What both databases hold, and what is wrong with it.

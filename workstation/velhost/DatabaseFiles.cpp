@@ -18,7 +18,7 @@ DatabaseFiles::DatabaseFiles(const fs::path& directory, const std::string& name)
     if (name.find('/') != std::string::npos) {
         throw Error(Exit::refused, "the name " + inQuotes(name) + " must not hold a '/'");
     }
-    // SQLite would only say that it cannot open the file. A file name has at most 255 bytes, "-journal" included.
+    // SQLite would only say that it cannot open the file. File names end at 255 bytes; 240 leaves room for "-journal".
     const std::string longest = fs::absolute(heavyGame).native();
     if (longest.size() + sizeof("-journal") > DeviceVfs::longestPath() || heavyGame.filename().native().size() > 240) {
         throw Error(Exit::refused, longest + ": the path is too long");
@@ -49,14 +49,14 @@ fs::path prepareDataDirectory(const fs::path& directory) {
     std::error_code error;
     fs::create_directories(directory, error);
     // Resolves symbolic links now: SQLite uses this path until the feature is deleted.
-    fs::path whole = error ? fs::path() : fs::canonical(directory, error);
-    if (!error && access(whole.c_str(), W_OK | X_OK) != 0) {
+    fs::path canonical = error ? fs::path() : fs::canonical(directory, error);
+    if (!error && access(canonical.c_str(), W_OK | X_OK) != 0) {
         error.assign(errno, std::generic_category());
     }
     if (error) {
         throw Error(Exit::refused, directory.string() + ": the data directory is not writable: " + error.message());
     }
-    return whole;
+    return canonical;
 }
 
 } // namespace velhost

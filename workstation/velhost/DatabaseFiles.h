@@ -21,7 +21,7 @@ struct DatabaseFiles {
     bool hasHeavyGame() const;
 };
 
-/// Refuses a directory without the classifier's file, and says so when that lies in a directory inside. Throws Error.
+/// Throws Error when `directory` lacks the classifier's file. The message names the folders inside that have one.
 void requireClassifier(const std::filesystem::path& directory, const std::string& name);
 
 /// Returns the absolute path of the directory, which is created when it is missing. Throws Error unless files can be

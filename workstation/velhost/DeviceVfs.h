@@ -11,8 +11,8 @@
 
 namespace velhost {
 
-/// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead. It registers a copy of the
-/// default VFS, with another step from name to full path, as the new default. All other paths stay as they are.
+/// While it lives, SQLite opens files below "/data/vendor/vel/" in a real directory instead. It copies the default VFS,
+/// replaces xFullPathname and registers the copy as the new default. All other paths stay as they are.
 /// Close the connections that were opened meanwhile before it is destroyed. Create and destroy it while no other thread
 /// opens a database.
 class DeviceVfs {

@@ -15,7 +15,7 @@ void writeOutput(std::string_view text, bool isLast = false);
 /// Writes one line to standard error, escaped.
 void writeMessage(std::string_view text);
 
-/// Returns the width of the terminal on standard output, or 0 when there is none. COLUMNS overrides it.
+/// Returns 0 when standard output is no terminal; else COLUMNS, if positive, else the terminal's width, 80 if unknown.
 std::size_t terminalWidth();
 
 } // namespace velhost

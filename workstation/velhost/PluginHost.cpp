@@ -25,18 +25,18 @@ using Shared = RegistryBase<Feature, FeatureInfo>;
 } // namespace
 
 PluginHost::PluginHost(const std::string& path) {
-    // The loader looks for a path without a slash in the system's folders, and takes an empty one for the program.
+    // dlopen searches the system's folders for a name without a slash, and takes an empty one for this program.
     std::error_code error;
-    const std::string whole = std::filesystem::absolute(path, error);
+    const std::string absolute = std::filesystem::absolute(path, error);
     // RTLD_NOW: a plug-in that lacks a symbol is refused here and does not end the replay halfway.
-    if (whole.empty() || dlopen(whole.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
-        throw Error(Exit::refused, std::string("the plug-in cannot be loaded: ") + (whole.empty() ? "" : dlerror()));
+    if (absolute.empty() || dlopen(absolute.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
+        throw Error(Exit::refused, std::string("the plug-in cannot be loaded: ") + (absolute.empty() ? "" : dlerror()));
     }
     // Loading has run the static initialisation that registers the feature: the entry is there now or never.
     const std::lock_guard<std::mutex> lock(Shared::mMutex);
     const auto* map = Shared::getMap();
     if (map == nullptr || map->count(registeredName) == 0) {
-        throw Error(Exit::refused, whole + ": registers no feature named '" + registeredName + "'");
+        throw Error(Exit::refused, absolute + ": registers no feature named '" + registeredName + "'");
     }
     factory = map->at(registeredName);
 }

@@ -15,8 +15,8 @@ namespace velhost {
 /// plug-in, so its code stays in memory until the process ends.
 class PluginHost {
 public:
-    /// Loads the library at `path`, relative to the working directory, which runs its static initialisation. Throws
-    /// Error when it cannot be loaded or the registry holds no such factory afterwards.
+    /// Loads the library at `path`, which may be relative to the working directory, and so runs its static
+    /// initialisation. Throws Error when it cannot be loaded or the registry holds no such factory afterwards.
     explicit PluginHost(const std::string& path);
 
     /// Builds the feature from a description with the given name. Never null. Throws Error when the factory gives

@@ -14,9 +14,9 @@ namespace velhost {
 namespace {
 
 constexpr std::size_t columnCount = 7;
-// On a terminal a name gets what the numbers leave of the line, but at least this.
+// On a terminal the names get the width that the other columns leave free, but at least this.
 constexpr std::size_t narrowestName = 24;
-// Elsewhere names are whole. The numbers of shorter names line up; a longer name pushes its own aside.
+// Elsewhere names are never shortened. Columns line up for names up to this width; a longer one shifts its own line.
 constexpr std::size_t longestLinedUp = 255;
 
 using Cells = std::array<std::string, columnCount>;
@@ -31,12 +31,12 @@ Cells cellsOf(const Application& row) {
         cells[1] = std::to_string(row.classification->type);
         cells[2] = std::to_string(row.classification->weight);
     }
-    if (row.heavyGame) {
-        for (std::size_t i = 0; i < row.heavyGame->peaks.size(); ++i) {
-            cells[3 + i] = std::to_string(row.heavyGame->peaks[i]);
+    if (row.peaks) {
+        for (std::size_t i = 0; i < row.peaks->values.size(); ++i) {
+            cells[3 + i] = std::to_string(row.peaks->values[i]);
         }
-        cells[6] = (row.heavyGame->isWrapped() ? "wrapped " : "") + std::to_string(row.heavyGame->sum()) +
-                   (row.heavyGame->isHeavy() ? " >= " : " < ") + std::to_string(HeavyGame::threshold);
+        cells[6] = (row.peaks->isWrapped() ? "wrapped " : "") + std::to_string(row.peaks->sum()) +
+                   (row.peaks->isHeavy() ? " >= " : " < ") + std::to_string(Peaks::threshold);
     }
     return cells;
 }
@@ -48,7 +48,7 @@ void widen(Widths& widths, const Cells& cells) {
     }
 }
 
-/// Returns the widths that the whole table needs, the names' narrowed to what the numbers leave of the terminal.
+/// Returns the width of each column. On a terminal the names are narrowed so that the line fits.
 Widths measure(const std::vector<Application>& rows, std::size_t terminal) {
     Widths widths{};
     widen(widths, headings);
@@ -75,22 +75,22 @@ std::string lineOf(const Cells& cells, const Widths& widths, bool isTerminal) {
 
 using Json = nlohmann::ordered_json;
 
-/// "application": the name, with U+FFFD for what is not UTF-8. "bytes": that name in hexadecimal; null for valid UTF-8.
+/// "application": the name, with U+FFFD for what is not UTF-8. "bytes": the name in hexadecimal; null for valid UTF-8.
 Json jsonOf(const std::string& name) {
     return {{"application", name}, {"bytes", isUtf8(name) ? Json() : Json(hexadecimal(name))}};
 }
 
-/// Every field is there in every object, null where there is no row, so that readers need no cases.
+/// Every object has every field, with null where there is no row, so that readers need not check for missing fields.
 Json jsonOf(const Application& row) {
-    const auto& game = row.heavyGame;
+    const auto& peaks = row.peaks;
     Json object = jsonOf(row.appName);
     object["type"] = row.classification ? Json(row.classification->type) : Json();
     object["weight"] = row.classification ? Json(row.classification->weight) : Json();
-    object["peaks"] = game ? Json(game->peaks) : Json();
-    object["sum"] = game ? Json(game->sum()) : Json();
-    object["wrapped"] = game ? Json(game->isWrapped()) : Json();
-    object["threshold"] = game ? Json(HeavyGame::threshold) : Json();
-    object["heavyGame"] = game ? Json(game->isHeavy()) : Json();
+    object["peaks"] = peaks ? Json(peaks->values) : Json();
+    object["sum"] = peaks ? Json(peaks->sum()) : Json();
+    object["wrapped"] = peaks ? Json(peaks->isWrapped()) : Json();
+    object["threshold"] = peaks ? Json(Peaks::threshold) : Json();
+    object["heavyGame"] = peaks ? Json(peaks->isHeavy()) : Json();
     return object;
 }
 

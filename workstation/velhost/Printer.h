@@ -13,7 +13,7 @@ namespace velhost {
 /// The forms in which a command prints what it found.
 enum class Format { text, json };
 
-/// Prints the answers to queries, each at once, and then the applications, on standard output.
+/// Prints each answer to a query immediately, and the table of applications at the end, on standard output.
 ///
 /// Text: "APP FIELD VALUE" for an answer, and a table. Names stand as a script writes them; where the output is a
 /// terminal, long ones are shortened in the middle to fit its width.

@@ -19,7 +19,7 @@ int openFile(sqlite3_vfs* /*vfs*/, const char* path, sqlite3_file* file, int fla
         file->pMethods = nullptr; // so that SQLite does not close it
         return SQLITE_CANTOPEN;
     }
-    // None of SQLite's own flags: some make the base create or delete a file.
+    // Drops SQLite's flags: some make the base create or delete a file. Reads a missing "-wal" as an empty one.
     const char* present = isLog && access(path, F_OK) != 0 ? "/dev/null" : path;
     return base->xOpen(base, present, file, SQLITE_OPEN_READONLY | (isLog ? SQLITE_OPEN_WAL : SQLITE_OPEN_MAIN_DB),
                        outFlags);

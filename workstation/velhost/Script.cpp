@@ -40,7 +40,7 @@ char takeByte(std::string_view& rest) {
 }
 
 char takeHexadecimal(std::string_view& rest) {
-    // from_chars takes neither sign nor prefix, so two digits are two digits.
+    // from_chars accepts neither a sign nor "0x" here, so two bytes taken are two digits.
     unsigned char value = 0;
     const char* end = rest.data() + std::min<std::size_t>(rest.size(), 2);
     if (std::from_chars(rest.data(), end, value, 16).ptr != rest.data() + 2) {
@@ -111,7 +111,7 @@ Number numberFrom(const std::string& word, Number least = std::numeric_limits<Nu
     digits.remove_prefix(isNegative ? 1 : 0);
     const bool isHexadecimal = digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
     digits.remove_prefix(isHexadecimal ? 2 : 0);
-    // Every range lies far within, so that a clamped value is out of range too.
+    // Outside the range of every Number. On overflow from_chars leaves `magnitude` at this value.
     constexpr std::uint64_t clamp = 1ULL << 40U;
     std::uint64_t magnitude = clamp;
     const char* end = digits.data() + digits.size();

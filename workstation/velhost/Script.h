@@ -8,11 +8,11 @@
 
 #include "host/AsyncTriggerPayload.h"
 
-// The language of the scripts: one call of the feature per line. `velhost replay --help` describes it.
+// The scripts: one call of the feature per line (`velhost replay --help`). A name may hold any bytes, and may be empty.
 
 namespace velhost {
 
-/// Values that are reported for an application. In every call a name may hold any bytes, or none.
+/// Values that are reported for an application.
 struct ReportCall {
     std::string appName;
     std::vector<int> values;

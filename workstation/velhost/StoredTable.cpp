@@ -42,20 +42,20 @@ class Reader {
 public:
     Reader(const fs::path& path, const std::string& tableName) : file(path), table(tableName) {
         std::error_code error;
-        const fs::path whole = fs::canonical(file, error);
+        const fs::path canonical = fs::canonical(file, error);
         if (error) {
             throw Error(Exit::refused, file.string() + ": " + error.message());
         }
         refuseJournal(file);
-        // UTF-16 and numbers take more room as UTF-8.
-        room = 4 * (sizeOf(whole) + sizeOf(whole.native() + "-wal"));
-        open(whole);
+        // Four times the files, because UTF-16 and numbers grow when they are read as UTF-8.
+        room = 4 * (sizeOf(canonical) + sizeOf(canonical.native() + "-wal"));
+        open(canonical);
     }
 
     StoredTable read(std::size_t recordSize) {
         refuseComputedColumns();
         const Statement rows = prepare("SELECT appName, blob FROM " + table + " NOT INDEXED");
-        check();
+        noteDamage();
         while (step(rows.get())) {
             take(rows.get(), recordSize);
         }
@@ -75,9 +75,9 @@ private:
         return error ? 0 : size;
     }
 
-    void open(const fs::path& whole) {
+    void open(const fs::path& path) {
         sqlite3* opened = nullptr;
-        const int code = sqlite3_open_v2(whole.c_str(), &opened, SQLITE_OPEN_READONLY, readOnlyVfs());
+        const int code = sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READONLY, readOnlyVfs());
         // A failed open leaves a handle too: it has the reason and must be closed.
         connection.reset(opened);
         if (code != SQLITE_OK) {
@@ -96,7 +96,7 @@ private:
 
     void refuseComputedColumns() {
         const Statement columns = prepare("PRAGMA table_xinfo(" + table + ")");
-        constexpr int hidden = 6; // the column that tells
+        constexpr int hidden = 6; // the pragma's column "hidden", not 0 for a computed column
         while (step(columns.get())) {
             if (sqlite3_column_int(columns.get(), hidden) != 0) {
                 throw Error(Exit::refused, file.string() + ": a column of " + table + " is computed");
@@ -105,12 +105,12 @@ private:
     }
 
     /// Notes what SQLite finds wrong with the structure of the table.
-    void check() {
+    void noteDamage() {
         const Statement findings = prepare("PRAGMA quick_check(" + table + ")");
         std::string first;
         int count = 0;
         while (sqlite3_step(findings.get()) == SQLITE_ROW) {
-            std::istringstream lines(text(findings.get(), 0)); // several in one row, with a heading
+            std::istringstream lines(text(findings.get(), 0)); // one finding a line, after a "***" heading
             for (std::string line; std::getline(lines, line);) {
                 if (line.rfind("***", 0) != 0) {
                     first = count++ == 0 ? line : first;
@@ -129,11 +129,12 @@ private:
         std::string name = text(row, 0);
         const auto* blob = static_cast<const unsigned char*>(sqlite3_column_blob(row, 1));
         const auto size = static_cast<std::size_t>(sqlite3_column_bytes(row, 1));
-        if (name.size() + size + 8 > room) {
+        const std::size_t taken = name.size() + size + 8; // so that an empty row counts too
+        if (taken > room) {
             fail("its rows hold more than the file");
             return;
         }
-        room -= name.size() + size + 8;
+        room -= taken;
         noteName(name, type);
         if (size != recordSize) {
             note("the record of " + scriptWord(name) + " has " + std::to_string(size) + " bytes instead of " +
@@ -189,7 +190,8 @@ private:
     const fs::path& file; // as the user named it
     const std::string& table;
     std::unique_ptr<sqlite3, Closer> connection;
-    std::uintmax_t room = 0; // that rows may still take
+    /// The bytes that further rows may take: a crafted file can yield many times its size.
+    std::uintmax_t room = 0;
     StoredTable result;
 };
 

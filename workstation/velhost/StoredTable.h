@@ -28,7 +28,8 @@ struct StoredTable {
 };
 
 /// Reads and checks `table` of the database `file`, whose records should have `recordSize` bytes.
-/// Throws Error when the file is missing, is no database, has a journal, or holds no ordinary table of this name.
+/// Throws Error when the file is missing, is no database or has a journal that is not empty, and when the table is
+/// missing, is a view or virtual, or has a computed column.
 StoredTable readTable(const std::filesystem::path& file, const std::string& table, std::size_t recordSize);
 
 /// Throws Error when the database has a journal that is not empty. SQLite would play it back, and a crafted journal

@@ -14,7 +14,7 @@ struct Range {
 
 // Each list is sorted.
 
-// Controls, and characters that a terminal shows as nothing, in its own way, or that reorder their neighbours.
+// Control, invisible and private-use characters, and those that change the direction of their neighbours.
 constexpr Range hiddenCharacters[] = {
     {0x0, 0x1F},      {0x7F, 0x9F},     {0xAD, 0xAD},     {0x61C, 0x61C},   {0x1160, 0x11FF},   {0x17B4, 0x17B5},
     {0x180B, 0x180F}, {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0x3164, 0x3164},   {0xE000, 0xF8FF},
@@ -40,7 +40,7 @@ bool isIn(const Range (&ranges)[count], char32_t character) {
     return range != std::end(ranges) && character >= range->first;
 }
 
-/// What text begins with.
+/// The first character of a text.
 struct Character {
     std::size_t length; ///< in bytes; 0 when no valid UTF-8 character begins here
     bool hidden;
@@ -152,7 +152,7 @@ std::string shortened(std::string_view text, std::size_t columns) {
     const std::size_t tail = kept * 2 / 3;
     const std::size_t head = sizeWithin(text, kept - tail);
     std::size_t end = sizeWithin(text, present - tail - 1);
-    end += firstOf(text.substr(end)).length;
+    end += firstOf(text.substr(end)).length; // drops a wide character that lies across the cut
     return std::string(text).replace(head, end - head, "...");
 }
 

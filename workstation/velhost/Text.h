@@ -16,8 +16,8 @@ bool isUtf8(std::string_view bytes);
 /// Returns two digits per byte.
 std::string hexadecimal(std::string_view bytes);
 
-/// Returns `bytes` with control characters, invisible or direction-changing characters, whatever is not UTF-8, and the
-/// ASCII characters of `also` as the escapes of a quoted script word. Without `also` a second time changes nothing.
+/// Returns `bytes` with some escaped as in a quoted script word: control, invisible and direction-changing characters,
+/// what is not UTF-8, and the ASCII characters in `also`. Escaping the result again, without `also`, changes nothing.
 std::string escaped(std::string_view bytes, std::string_view also = {});
 
 /// Returns `bytes` as a script writes them: bare where a bare word will do, else quoted and escaped. Reading the result

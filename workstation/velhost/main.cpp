@@ -8,10 +8,11 @@
 
 namespace {
 
-/// Opens /dev/null for each closed standard stream. A database would otherwise get its number, and the printed text.
+/// Opens /dev/null for each closed standard stream. Otherwise a database could get its descriptor and be printed into.
 void occupyStandardStreams() {
     for (const int stream : {0, 1, 2}) {
         if (fcntl(stream, F_GETFD) == -1) {
+            // The wrong way round, so that reading or writing the closed stream still fails.
             open("/dev/null", stream == 0 ? O_WRONLY : O_RDONLY);
         }
     }

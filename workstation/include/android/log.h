@@ -7,8 +7,8 @@
 extern "C" {
 #endif
 
-/// The priorities of lines, the least urgent first. No line has ANDROID_LOG_SILENT. As the minimum priority it drops
-/// all lines.
+/// The priorities of lines, the least urgent first. ANDROID_LOG_SILENT is for no line: as the minimum priority it drops
+/// them all.
 enum {
     ANDROID_LOG_VERBOSE = 2,
     ANDROID_LOG_DEBUG,
@@ -20,8 +20,8 @@ enum {
 };
 
 /// Writes one line to the log, which on a workstation is standard error: time, process, thread, priority and tag, then
-/// the message, shortened when the line would exceed 2047 bytes with its end. Bytes that are not printable ASCII are
-/// written as \xHH.
+/// the message. A line break at the message's end is dropped. Other bytes that are not printable ASCII are written as
+/// \xHH. What would make the line longer than 2047 bytes is cut off.
 /// Returns 1, also for a line that is dropped for its priority, or a negative value when it could not be written.
 /// Callable from any thread.
 int __android_log_print(int priority, const char* tag, const char* format, ...) __attribute__((format(printf, 3, 4)));

@@ -21,8 +21,8 @@ int property_get(const char* key, char* value, const char* default_value);
 /// `default_value`.
 int8_t property_get_bool(const char* key, int8_t default_value);
 
-/// Sets `key` for the whole process. Returns 0, or -1 when the value is longer than PROPERTY_VALUE_MAX - 1 bytes or
-/// memory ran out; nothing is changed then.
+/// Sets `key` for the whole process and returns 0. Changes nothing and returns -1 when the value is longer than
+/// PROPERTY_VALUE_MAX - 1 bytes or when out of memory.
 int property_set(const char* key, const char* value);
 
 #ifdef __cplusplus
