@@ -92,7 +92,7 @@ public:
     int deleteDeallocateDR(typename VelDBDataTable<T>::vecT& rows);
 
     /// Returns the rows that `key` selects, owned by the caller, in the given order; at most `count` of them. A `count`
-    /// of 0 means VELDB_MAX_READ_ROWS; a larger one is lowered to it and logs a warning. Does not see queued rows.
+    /// of 0 means VELDB_MAX_READ_ROWS; one beyond that is lowered to it, with a warning. Does not see queued rows.
     /// Logs a failure and returns the rows read before it.
     template <typename T>
     typename VelDBDataTable<T>::vecT readAllocateDR(const VelDBDataRowKey& key, unsigned int count, veldbOrderByCol col,
