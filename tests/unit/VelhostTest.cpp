@@ -123,16 +123,12 @@ TEST_F(Velhost, RefusesAScriptWithAMistake) {
         {R"(query "a\x4)", R"(\x needs two hexadecimal digits)"},
         {"query \"a\tb\"", "a control character in quotes must be written as an escape"},
         {"query a\x7F", R"('a\x7F' must stand in quotes)"},
-        {R"(query com.example.a.name.that.is.longer.than.forty.columns")",
-         R"('com.example.a...ger.than.forty.columns\"' must stand in quotes)"},
     };
     for (const auto& row : cases) {
         EXPECT_EQ(shell("velhost replay --data d s", "classify fine 1\n\n" + row.line + "\n"), 2) << row.line;
         EXPECT_EQ(err, "s:3: " + row.message + "\n");
         EXPECT_FALSE(fs::exists(device.file("d"))) << row.line;
     }
-    EXPECT_EQ(shell("velhost replay --data d", "nope"), 2);
-    EXPECT_EQ(err, "<stdin>:1: unknown command 'nope'\n");
 }
 
 TEST_F(Velhost, KeepsEveryNameApartAndHarmless) {
@@ -261,7 +257,6 @@ TEST_F(Velhost, RefusesWhatItCannotReadOrPlay) {
     } cases[] = {
         {"the folder above", "mkdir p; mv d p; velhost dump p", "p/Tessary.db: no such file; there is one in p/d"},
         {"garbage", "echo garbage >d/Tessary.db; velhost dump d", "d/Tessary.db: file is not a database"},
-        {"a folder as the file", "rm d/Tessary.db; mkdir d/Tessary.db; velhost dump d", "d/Tessary.db: Is a directory"},
         {"a link to itself", "ln -sf Tessary.db d/Tessary.db; velhost dump d", "d/Tessary.db: Too many levels"},
         {"a pipe as the -wal file", "mkfifo d/Tessary.db-wal; velhost dump d", "d/Tessary.db: Operation not supported"},
         {"a journal", "echo j >d/Tessary.db-journal; velhost dump d", "d/Tessary.db: its -journal is not empty"},
@@ -275,9 +270,8 @@ TEST_F(Velhost, RefusesWhatItCannotReadOrPlay) {
         {"another library", play + "--plugin " LIBLOG " s", LIBLOG ": registers no feature named 'Tessary'"},
         {"a file as the data folder", "velhost replay --data s s", "s: the data directory is not writable: "},
         {"a property without a value", play + "--prop x s", "--prop: 'x' is not KEY=VALUE"},
-        {"a property too long", play + "--prop x=" + std::string(92, 'x') + " s", "--prop: the value in 'x=xxx"},
+        {"a property too long", play + "--prop x=" + std::string(92, 'x'), "--prop: the value in 'x=xxxxxxxxxxx..."},
         {"an unknown form", "velhost dump d --format xml", "--format: xml not in {text,json}" + helpHint},
-        {"an unknown command", "velhost bad", "The following argument was not expected: bad" + helpHint},
         {"no command", "velhost", "expects replay or dump" + helpHint},
     };
     for (const auto& row : cases) {
