@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Makes a database of another maker: columns and values of any type, in either encoding, perhaps a column too many.
+/// Makes a database as another program could: any column types and values, UTF-8 or UTF-16, perhaps one more column.
 void makeForeign(FuzzedDataProvider& input, const std::filesystem::path& file, const std::string& table) {
     const auto type = [&input] { return input.PickValueInArray({"", "INTEGER", "TEXT", "BLOB"}); };
     const auto value = [&input] {
@@ -29,19 +29,19 @@ void makeForeign(FuzzedDataProvider& input, const std::filesystem::path& file, c
 
 } // namespace
 
-/// Whatever the name and whatever lies in the files, nothing breaks, and the rows of other names stay as they are.
+/// For any name and file content nothing crashes, and in a valid database other names keep their classifications.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider input(data, size);
     const Device device;
     const auto file = device.file("Tessary.db");
     const std::string name = input.ConsumeBool() ? "com.target" : input.ConsumeRandomLengthString();
-    const std::string others = "appName = 'org.other'";
-    Lines before;
+    const std::string isOther = "appName = 'org.other'";
+    Lines othersBefore;
     const bool isDatabase = input.ConsumeBool();
     if (isDatabase) {
         makeForeign(input, file, "Tessary");
         makeForeign(input, device.file("TessaryHeavyGame.db"), "HeavyGame");
-        before = Sql(file).table("Tessary", others);
+        othersBefore = Sql(file).table("Tessary", isOther);
     } else {
         std::ofstream(file, std::ios::binary) << input.ConsumeRemainingBytesAsString();
     }
@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         feature.report(name, {400, 500, 300});
         feature.remove(name);
     }
-    if (isDatabase && name != "org.other" && Sql(file).table("Tessary", others) != before) {
+    if (isDatabase && name != "org.other" && Sql(file).table("Tessary", isOther) != othersBefore) {
         std::abort();
     }
     return 0;
