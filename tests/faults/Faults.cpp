@@ -15,33 +15,29 @@ struct {
     Call call;
     long passing;
     bool lasting;
-    long failed;
+    long calls; ///< made of this kind
 } armed;
 
-/// Whether this call is to fail. Allocates nothing.
+/// Counts the call. Returns whether it is to fail. Allocates nothing.
 bool fails(Call call) noexcept {
-    if (call != armed.call || armed.passing-- > 0 || (armed.failed != 0 && !armed.lasting)) {
+    if (call != armed.call) {
         return false;
     }
-    ++armed.failed;
-    return true;
+    const long number = armed.calls++;
+    return number == armed.passing || (armed.lasting && number > armed.passing);
 }
 
-long blocks;
+long blocksInUse; ///< from operator new
 sqlite3_mem_methods allocator;
-
-void* sqliteMalloc(int size) { return fails(Call::sqliteMemory) ? nullptr : allocator.xMalloc(size); }
-
-void* sqliteRealloc(void* block, int size) {
-    return fails(Call::sqliteMemory) ? nullptr : allocator.xRealloc(block, size);
-}
 
 /// Before SQLite's first use, and without its pool of small blocks, which would hide most allocations.
 const bool installed = [] {
     sqlite3_config(SQLITE_CONFIG_GETMALLOC, &allocator);
     sqlite3_mem_methods failing = allocator;
-    failing.xMalloc = sqliteMalloc;
-    failing.xRealloc = sqliteRealloc;
+    failing.xMalloc = [](int size) { return fails(Call::sqliteMemory) ? nullptr : allocator.xMalloc(size); };
+    failing.xRealloc = [](void* block, int size) {
+        return fails(Call::sqliteMemory) ? nullptr : allocator.xRealloc(block, size);
+    };
     return sqlite3_config(SQLITE_CONFIG_LOOKASIDE, 0, 0) == SQLITE_OK &&
            sqlite3_config(SQLITE_CONFIG_MALLOC, &failing) == SQLITE_OK;
 }();
@@ -60,32 +56,26 @@ struct Extra {
 
 Extra& extraOf(sqlite3_file* file) { return *reinterpret_cast<Extra*>(reinterpret_cast<char*>(file) + real.szOsFile); }
 
-/// As `fails`, for a change of a file.
-bool changeFails(FileChange change, const char* path) {
-    if (onChange) {
-        onChange(change, path);
-    }
-    return fails(Call::file);
-}
-
 template <int code, auto method, typename... Arguments>
 int forward(sqlite3_file* file, Arguments... arguments) {
     return fails(Call::file) ? code : (extraOf(file).real->*method)(file, arguments...);
 }
 
 int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 offset) {
-    const bool isFull = changeFails(FileChange::write, extraOf(file).path);
+    onChange(FileChange::write, extraOf(file).path);
+    const bool isFull = fails(Call::file);
     const int result = extraOf(file).real->xWrite(file, bytes, isFull ? size / 2 : size, offset);
     return isFull ? SQLITE_FULL : result;
 }
 
 int truncate(sqlite3_file* file, sqlite3_int64 size) {
-    const bool isBroken = changeFails(FileChange::truncate, extraOf(file).path);
-    return isBroken ? SQLITE_IOERR : extraOf(file).real->xTruncate(file, size);
+    onChange(FileChange::truncate, extraOf(file).path);
+    return fails(Call::file) ? SQLITE_IOERR : extraOf(file).real->xTruncate(file, size);
 }
 
 int sync(sqlite3_file* file, int /*flags*/) {
-    return changeFails(FileChange::sync, extraOf(file).path) ? SQLITE_IOERR : SQLITE_OK;
+    onChange(FileChange::sync, extraOf(file).path);
+    return fails(Call::file) ? SQLITE_IOERR : SQLITE_OK;
 }
 
 int open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int* outFlags) {
@@ -106,7 +96,8 @@ int open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int*
 }
 
 int remove(sqlite3_vfs* vfs, const char* path, int syncsFolder) {
-    return changeFails(FileChange::remove, path) ? SQLITE_IOERR : real.xDelete(vfs, path, syncsFolder);
+    onChange(FileChange::remove, path);
+    return fails(Call::file) ? SQLITE_IOERR : real.xDelete(vfs, path, syncsFolder);
 }
 
 } // namespace
@@ -116,37 +107,37 @@ void arm(Call call, long passing, bool lasting) {
     armed = {call, passing, lasting, 0};
 }
 
-long disarm() {
+bool disarm() {
     armed.call = Call::none;
-    return armed.failed;
+    return armed.calls > armed.passing;
 }
 
-long liveBlocks() { return blocks; }
+long liveBlocks() { return blocksInUse; }
 
 void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    void* block = fails(Call::operatorNew) || fails(Call::foreignNew) ? nullptr : std::malloc(size);
-    blocks += block != nullptr ? 1 : 0;
+    void* block = fails(Call::operatorNew) || fails(Call::operatorNewThrowingInt) ? nullptr : std::malloc(size);
+    blocksInUse += block != nullptr ? 1 : 0;
     return block;
 }
 
 void* operator new(std::size_t size) {
     void* block = operator new(size, std::nothrow);
-    if (block == nullptr && armed.call == Call::foreignNew) {
+    if (block == nullptr && armed.call == Call::operatorNewThrowingInt) {
         throw 1;
     }
     return block != nullptr ? block : throw std::bad_alloc();
 }
 
 [[gnu::noinline]] void operator delete(void* block) noexcept {
-    blocks -= block != nullptr ? 1 : 0;
+    blocksInUse -= block != nullptr ? 1 : 0;
     std::free(block);
 }
 
 void operator delete(void* block, std::size_t /*size*/) noexcept { operator delete(block); }
 void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept { operator delete(block); }
 
-/// The product's calls of sqlite3_finalize come here (linker option --wrap). Here alone it fails: without this fault, a
-/// reset has already taken the failure of each step.
+/// The product's calls of sqlite3_finalize come here (linker option --wrap). In production it never fails there: the
+/// reset before it has already returned the error of the step.
 extern "C" int __real_sqlite3_finalize(sqlite3_stmt* statement);
 extern "C" int __wrap_sqlite3_finalize(sqlite3_stmt* statement) {
     const int result = __real_sqlite3_finalize(statement);
@@ -178,15 +169,14 @@ StoredRows readRows(const std::filesystem::path& folder) {
     return rows;
 }
 
-Lines neitherOldNorNew(const StoredRows& before, const StoredRows& after, const StoredRows& now) {
+Lines neitherOldNorNew(StoredRows before, StoredRows after, StoredRows now) {
     StoredRows all = now;
     all.insert(before.begin(), before.end());
     all.insert(after.begin(), after.end());
     Lines found;
     for (const auto& [id, any] : all) {
-        const auto in = [&id = id](const StoredRows& rows) { return rows.count(id) != 0 ? rows.at(id) : "absent"; };
-        if (in(now) != in(before) && in(now) != in(after)) {
-            found.push_back(id + ": " + in(now));
+        if (now[id] != before[id] && now[id] != after[id]) {
+            found.push_back(id + ": " + now[id]);
         }
     }
     return found;

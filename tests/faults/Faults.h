@@ -9,40 +9,43 @@
 #include "tests/support/Device.h"
 
 // One fault at a time, below the product. This executable replaces operator new, SQLite's allocator and
-// sqlite3_finalize. FaultVfs replaces SQLite's file calls. Each asks first whether it is to fail. For one thread.
+// sqlite3_finalize; FaultVfs replaces SQLite's file calls. While one is armed, a failed EXPECT may throw: it has no
+// memory for its message. Not thread-safe.
 
-/// A kind of call that can fail. `foreignNew` is operator new too: it throws an int in place of std::bad_alloc.
-enum class Call { none, operatorNew, foreignNew, sqliteMemory, finalize, file };
+/// A kind of call that can fail.
+enum class Call { none, operatorNew, operatorNewThrowingInt, sqliteMemory, finalize, file };
 
 /// Lets `passing` calls of the kind pass. The next one fails, and, if `lasting`, all after it.
 void arm(Call call, long passing, bool lasting);
 
-/// No call fails any more. Returns how many did.
-long disarm();
+/// No call fails any more. Returns whether one did.
+bool disarm();
 
-/// The blocks that operator new has handed out and not got back.
+/// The number of blocks from operator new that are in use.
 long liveBlocks();
 
 enum class FileChange { write, truncate, sync, remove };
 
-/// While it lives, the file calls of SQLite's default VFS can fail: a lock is busy, the disk is full after half of a
-/// write, all others report an I/O error. Nothing waits, and nothing is really synced. Outlives its connections.
+/// While it lives, these file calls of SQLite can fail: open (SQLITE_CANTOPEN), lock (SQLITE_BUSY), write (SQLITE_FULL,
+/// after half of the bytes), read, truncate, sync, delete and map of shared memory (SQLITE_IOERR). A wait returns at
+/// once; a sync does nothing. Create it after the Device. Destroy it after all connections.
 struct FaultVfs {
     /// Called before each change of a file.
-    using Observer = std::function<void(FileChange change, const std::filesystem::path& path)>;
+    using Observer = std::function<void(FileChange change, const char* path)>;
 
-    explicit FaultVfs(Observer observer = nullptr);
+    explicit FaultVfs(Observer observer = [](FileChange, const char*) {});
     ~FaultVfs();
     FaultVfs(const FaultVfs&) = delete;
 };
 
-/// What both tables of the feature "Tessary" hold: "TABLE ROWID" to the row's other columns.
+/// The rows of both tables of the feature "Tessary". From table and row id ("HeavyGame 3") to the other columns.
 using StoredRows = std::map<std::string, std::string>;
 
-/// Expects sound files.
+/// Reads both tables. Expects that SQLite finds the files sound.
 StoredRows readRows(const std::filesystem::path& folder);
 
-/// The rows of `now` that are neither as in `before` nor as in `after`. A row can also be absent.
-Lines neitherOldNorNew(const StoredRows& before, const StoredRows& after, const StoredRows& now);
+/// Returns, as "HeavyGame 3: columns", each row of `now` that is neither as in `before` nor as in `after`. A row that
+/// is absent has empty columns.
+Lines neitherOldNorNew(StoredRows before, StoredRows after, StoredRows now);
 
 #endif

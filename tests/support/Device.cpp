@@ -4,11 +4,11 @@
 #include <array>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <mutex>
 #include <regex>
+#include <string_view>
 #include <utility>
 
 #include <android/log.h>
@@ -23,12 +23,13 @@ std::size_t logged = 0;
 } // namespace
 
 extern "C" int __android_log_print(int priority, const char* tag, const char* format, ...) {
-    const bool common = std::strncmp(format, "%s: %s() %d: ", 13) == 0 && std::strcmp(tag, "ANDR-PERF-VEL") == 0;
+    const bool isCommon =
+        std::string_view(format).find("%s: %s() %d: ") == 0 && tag == std::string_view("ANDR-PERF-VEL");
     const char* letter = priority == ANDROID_LOG_ERROR ? "E" : priority == ANDROID_LOG_WARN ? "W" : "?";
     const std::lock_guard<std::mutex> lock(guard);
     if (const std::size_t index = logged++; index < lines.size()) {
         auto& line = lines[index];
-        const int size = std::snprintf(line, sizeof(line), common ? "%s " : "(not of the common form) %s ", letter);
+        const int size = std::snprintf(line, sizeof(line), isCommon ? "%s " : "(not of the common form) %s ", letter);
         va_list arguments;
         va_start(arguments, format);
         std::vsnprintf(line + size, sizeof(line) - static_cast<std::size_t>(size), format, arguments);

@@ -9,7 +9,7 @@
 #include "feature/TessaryFeature.h"
 #include "rowstore/VelDBPayloads.h"
 
-// The product's classes with their protected members open to tests.
+// Opens protected members of the product's classes, and shortens the calls that tests make often.
 
 template <typename T>
 struct StoreProbe : VelDatabase<T> {
@@ -18,7 +18,7 @@ struct StoreProbe : VelDatabase<T> {
     using VelDBDataTable<T>::cacheList;
 };
 
-/// The connection of a store that is no StoreProbe.
+/// The connection of any store. (`db` is a member of VelDatabase<T>; StoreProbe only makes its name public.)
 template <typename T>
 sqlite3* connectionOf(VelDatabase<T>& store) {
     return store.*&StoreProbe<T>::db;
@@ -55,40 +55,27 @@ std::vector<VelDBDataRow<T>> rowsOf(VelDatabase<T>& store, const VelDBDataRowKey
     return copies;
 }
 
-/// No rows without a store.
+/// As above. Returns no rows when `store` is null.
 template <typename T>
 std::vector<VelDBDataRow<T>> rowsOf(const std::unique_ptr<VelDatabase<T>>& store) {
     return store == nullptr ? std::vector<VelDBDataRow<T>>{} : rowsOf(*store);
 }
 
-/// A feature whose calls take values and have one name each.
+/// TessaryFeature with short names for its operations. Arguments are copied, so that a test can pass a literal.
 struct FeatureProbe : TessaryFeature {
-    /// With a description that holds no more than its name.
-    explicit FeatureProbe(const std::string& id) : TessaryFeature(named(id)) {}
+    /// The description holds only the name.
+    explicit FeatureProbe(const std::string& id) : TessaryFeature({id, {}, 0, {}, {}, {}, {}, {}, {}}) {}
     using TessaryFeature::appDb;
     using TessaryFeature::heavyGameDb;
     using TessaryFeature::heavyGameEnabled;
-    using TessaryFeature::TessaryFeature;
 
-    int classify(std::string app, int type) { return updateToClassifierDataBase(app, 255, type); }
-    int remove(std::string app) { return updateToClassifierDataBase(app, 0, 1); }
+    int classify(std::string app, int type) { return updateToClassifierDataBase(app, 255, type); } // any code but 0
+    int remove(std::string app) { return updateToClassifierDataBase(app, 0, 1); }                  // ignores the type
     int weigh(std::string app, int weight) { return updateWeightToTessary(app, weight); }
     int report(std::string app, const std::vector<int>& values) { return updateWeightToClassifier(app, values); }
     int addPeaks(std::string app, const std::vector<int>& values) { return writeHeavyGameDb(app, values); }
-    int type(std::string app) { return query(app, 0); }
-    int weight(std::string app) { return query(app, 1); }
-
-private:
-    int query(std::string& app, int selector) {
-        featureData answer{-7};
-        getData(app, answer, selector);
-        return answer.value;
-    }
-    static FeatureInfo named(const std::string& id) {
-        FeatureInfo description;
-        description.name = id;
-        return description;
-    }
+    int type(std::string app) { return getAppType(app); }
+    int weight(std::string app) { return getAppWeight(app); }
 };
 
 #endif

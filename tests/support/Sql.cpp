@@ -27,8 +27,8 @@ void (*traceEntry())() { return reinterpret_cast<void (*)()>(installTrace); }
 } // namespace
 
 Sql::Sql(const std::filesystem::path& file) {
-    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr); // run() tells of a failure
-    sqlite3_trace_v2(db, 0, nullptr, nullptr);
+    sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr); // run() throws on failure
+    sqlite3_trace_v2(db, 0, nullptr, nullptr); // ends a StatementTrace of this connection
 }
 
 Lines Sql::run(const std::string& statements) {

@@ -8,25 +8,25 @@
 
 #include "tests/support/Device.h"
 
-/// A second connection to a database file, created when missing.
+/// A connection beside the product's. Creates a missing file.
 class Sql {
 public:
     explicit Sql(const std::filesystem::path& file);
     ~Sql() { sqlite3_close(db); }
     Sql(const Sql&) = delete;
 
-    /// Runs statements and returns the first column of what they answer. Throws std::runtime_error with SQLite's
-    /// message.
+    /// Runs statements. Returns the first column of each row that they answer; it must not be NULL. Throws
+    /// std::runtime_error with SQLite's message.
     Lines run(const std::string& statements);
 
-    /// The rows of a table, as SQL writes them: rowid, intcol1, appName, rsvdName and blob.
+    /// The rows that fulfil an SQL condition, each as "rowid,intcol1,appName,rsvdName,blob" in SQL's notation.
     Lines table(const std::string& name, const std::string& condition = "1");
 
 private:
     sqlite3* db = nullptr;
 };
 
-/// Records, in order, what is run by connections that open while it lives. Leaves out those of Sql. One at a time.
+/// Records the statements of connections that open while it lives, except Sql objects. Holds 64 KiB. One at a time.
 struct StatementTrace {
     StatementTrace();
     ~StatementTrace();
