@@ -109,6 +109,7 @@ TEST(Contract, AsyncInfoIsOrderedByIdThenKindThenFlag) {
         EXPECT_TRUE(ordered[i - 1] < ordered[i]) << i;
         EXPECT_FALSE(ordered[i] < ordered[i - 1]) << i;
     }
+    EXPECT_FALSE(ordered[0] < ordered[0]);
 }
 
 /// The index of a virtual operation in the table. A pointer to member holds its byte offset, on some architectures

@@ -183,6 +183,10 @@ TEST_F(RowStore, ServesRowIdsBeyond32Bits) {
     EXPECT_EQ(namesRead(), Lines{"row 1"});
 }
 
+struct PayloadWithDefaults {
+    std::int32_t first = -1, second = -1;
+};
+
 TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
     // In the column too many the first row holds 3, the id of another row.
     executeBeside("DROP TABLE T; CREATE TABLE T(intcol1, appName, rsvdName, blob, extra);"
@@ -193,6 +197,10 @@ TEST_F(RowStore, ReadsWhatAForeignTableHolds) {
     EXPECT_EQ(stored().at(3), "4,NULL,NULL,NULL,X'0000000000000000'") << "NULL is no value";
     EXPECT_EQ(stored().at(4), "5,12,'7','\xC3',X'01020304FF000000'") << "converted, and a short blob padded";
     EXPECT_EQ(stored().at(5), "6,1,'a',NULL,X'0100000002000000'") << "a long blob is cut";
+    VelDatabase<PayloadWithDefaults> other(0, "x.db", "T");
+    ASSERT_EQ(other.openVeldb(), VELDB_SUCCESS);
+    EXPECT_EQ(rowsOf(other).at(0).payload.first, 0) << "no default where the blob is NULL";
+    EXPECT_EQ(rowsOf(other).at(1).payload.second, 255) << "nor where it is short";
 }
 
 TEST_F(RowStore, RefusesAFileThatIsNoDatabase) {
