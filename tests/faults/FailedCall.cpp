@@ -20,7 +20,7 @@ protected:
     }
 
     const Device device;
-    StoreProbe<TessaryDatabase> store{0, "x.db", "T"};
+    StoreProbe<TessaryDatabase> store{0, "its path does not fit into a short string.db", "T"};
 };
 
 TEST_F(FailedCall, OperatorNewThatThrowsAnUnknownTypeIsLogged) {
