@@ -13,8 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the host sends. Bits 31..24 of the argument are the operation (0 removes, any other adds or changes), bits 23..0
-// the type.
+// What the host sends. In the argument, bits 31..24 are the operation (0 removes), bits 23..0 the type.
 constexpr std::uint32_t classificationTrigger = 4164;
 constexpr std::uint32_t weightTrigger = 4165;
 constexpr std::uint32_t addOperation = 3U << 24U;

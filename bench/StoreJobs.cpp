@@ -91,8 +91,7 @@ struct StoreFixture {
 template <typename Layer>
 std::vector<JobKind> jobsOf(const std::string& layerName) {
     using Fixture = StoreFixture<Layer>;
-    // The number in a name is the stored rows, for writes the rows of one transaction. Writes work on tables so small
-    // that changing one row changes one page.
+    // Writes work on tables so small that changing one row changes one page.
     const struct {
         const char* name;
         unsigned stored;

@@ -303,7 +303,7 @@ TEST_F(RowStore, CloseIsRefusedWhileAStatementIsOpen) {
     EXPECT_EQ(store->closeVeldb(), VELDB_FAILURE);
     EXPECT_EQ(device.takeLog(),
               Lines{"E VELDB: closeVeldb() #: ERROR:Db=/data/vendor/vel/x.db sql close failed, err=5\n"});
-    EXPECT_EQ(store->db, nullptr) << "given up all the same";
+    EXPECT_EQ(store->db, nullptr) << "the store lets go of it";
     sqlite3_finalize(statement);
     sqlite3_close(connection);
 }
